@@ -1,0 +1,127 @@
+/*
+** The memory layer: malloc with a small header on each block that records
+** its size and the source file that asked for it, so that live blocks and
+** bytes can be counted per file and a bad release is caught at once.
+*/
+#include "rkruntime.h"
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <mutex>
+
+namespace {
+
+constexpr uint64_t kLiveMagic = 0x524B4C4956454B42ull; /* a live block */
+constexpr uint64_t kDeadMagic = 0x524B444541444B42ull; /* a released one */
+constexpr unsigned char kFreshByte = 0xCD;
+constexpr unsigned char kDeadByte = 0xDD;
+
+/* Live counts for one source-file name. Names are few, so a flat table. */
+struct FileCount {
+  char name[32];
+  long blocks;
+  long bytes;
+};
+
+/* Placed in front of every block; 32 bytes keeps the block 16-aligned. */
+struct alignas(16) BlockHeader {
+  uint64_t magic;
+  size_t size;
+  FileCount *owner;
+  uint64_t unused;
+};
+static_assert(sizeof(BlockHeader) == 32, "header must keep blocks aligned");
+
+constexpr int kMaxFiles = 64;
+FileCount fileCounts[kMaxFiles];
+int fileCountUsed = 0;
+FileCount otherFiles = {"(other)", 0, 0}; /* when the table is full */
+size_t liveTotal = 0;
+size_t byteLimit = 0;
+std::mutex lock;
+
+[[noreturn]] void fail(const char *what, const char *file, int line) {
+  std::fprintf(stderr, "rkruntime: %s (%s:%d)\n", what, file ? file : "?", line);
+  std::fflush(stderr);
+  std::abort();
+}
+
+FileCount *countFor(const char *file) {
+  const char *name = file ? file : "(unnamed)";
+  for (int i = 0; i < fileCountUsed; i++)
+    if (std::strncmp(fileCounts[i].name, name, sizeof fileCounts[i].name - 1) == 0)
+      return &fileCounts[i];
+  if (fileCountUsed == kMaxFiles) return &otherFiles;
+  FileCount *fc = &fileCounts[fileCountUsed++];
+  std::strncpy(fc->name, name, sizeof fc->name - 1);
+  return fc;
+}
+
+void *allocate(size_t size, const char *file, int line, unsigned char fill) {
+  std::lock_guard<std::mutex> guard(lock);
+  bool overLimit = byteLimit != 0 && (liveTotal > byteLimit || size > byteLimit - liveTotal);
+  if (overLimit || size > SIZE_MAX - sizeof(BlockHeader)) fail("out of memory", file, line);
+  auto *h = static_cast<BlockHeader *>(std::malloc(sizeof(BlockHeader) + size));
+  if (h == nullptr) fail("out of memory", file, line);
+  h->magic = kLiveMagic;
+  h->size = size;
+  h->owner = countFor(file);
+  h->unused = 0;
+  h->owner->blocks++;
+  h->owner->bytes += static_cast<long>(size);
+  liveTotal += size;
+  void *block = h + 1;
+  std::memset(block, fill, size);
+  return block;
+}
+
+} // namespace
+
+extern "C" void *UZA_allocate(size_t size, const char *file, int line) {
+  return allocate(size, file, line, kFreshByte);
+}
+
+extern "C" void *UZA_allocatez(size_t size, const char *file, int line) {
+  return allocate(size, file, line, 0);
+}
+
+extern "C" void UZA_free(void *block, const char *file, int line) {
+  if (block == nullptr) fail("free of a null pointer", file, line);
+  std::lock_guard<std::mutex> guard(lock);
+  BlockHeader *h = static_cast<BlockHeader *>(block) - 1;
+  if (h->magic == kDeadMagic) fail("block released twice", file, line);
+  if (h->magic != kLiveMagic) fail("free of a block this allocator did not give", file, line);
+  h->magic = kDeadMagic;
+  h->owner->blocks--;
+  h->owner->bytes -= static_cast<long>(h->size);
+  liveTotal -= h->size;
+  std::memset(block, kDeadByte, h->size);
+  std::free(h);
+}
+
+extern "C" long UZA_liveBlocks(const char *file) {
+  std::lock_guard<std::mutex> guard(lock);
+  long n = file ? 0 : otherFiles.blocks;
+  for (int i = 0; i < fileCountUsed; i++)
+    if (!file || std::strncmp(fileCounts[i].name, file, sizeof fileCounts[i].name - 1) == 0)
+      n += fileCounts[i].blocks;
+  return n;
+}
+
+extern "C" long UZA_liveBytes(const char *file) {
+  std::lock_guard<std::mutex> guard(lock);
+  long n = file ? 0 : otherFiles.bytes;
+  for (int i = 0; i < fileCountUsed; i++)
+    if (!file || std::strncmp(fileCounts[i].name, file, sizeof fileCounts[i].name - 1) == 0)
+      n += fileCounts[i].bytes;
+  return n;
+}
+
+extern "C" size_t UZA_setByteLimit(size_t limit) {
+  std::lock_guard<std::mutex> guard(lock);
+  size_t old = byteLimit;
+  byteLimit = limit;
+  return old;
+}

@@ -1,0 +1,46 @@
+/*
+** rkruntime: the memory layer under rkdd. Every block the library uses comes
+** from here, tagged with the name of the source file and line that asked.
+** A host may put its own runtime with these three entry points in its place.
+*/
+#ifndef RKRUNTIME_H
+#define RKRUNTIME_H
+
+#include <stddef.h>
+
+#if defined(_WIN32)
+#  define RKRUNTIME_API __declspec(dllexport)
+#else
+#  define RKRUNTIME_API __attribute__((visibility("default")))
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* A block of at least size bytes, filled with the byte 0xCD so that code
+** reading memory it never wrote fails loudly. Never null: when memory runs
+** out the process prints one line to standard error and aborts. */
+RKRUNTIME_API void *UZA_allocate(size_t size, const char *file, int line);
+
+/* As UZA_allocate, but the block is filled with zero bytes. */
+RKRUNTIME_API void *UZA_allocatez(size_t size, const char *file, int line);
+
+/* Releases a block from either allocator. A null or foreign pointer, or a
+** block released twice, prints one line to standard error and aborts. */
+RKRUNTIME_API void UZA_free(void *block, const char *file, int line);
+
+/* Live blocks and bytes allocated from the source file named file (as
+** passed to the allocators), or from all files when file is null. */
+RKRUNTIME_API long UZA_liveBlocks(const char *file);
+RKRUNTIME_API long UZA_liveBytes(const char *file);
+
+/* Caps the bytes that may be live at once, for tests of an exhausted
+** allocator; 0 removes the cap. Gives the old cap. */
+RKRUNTIME_API size_t UZA_setByteLimit(size_t limit);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* RKRUNTIME_H */

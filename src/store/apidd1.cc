@@ -1,0 +1,744 @@
+/*
+** Sites, codes and entries: the site table, decoding a code to its slot, the
+** lookups by code, name, label and format level, the plain queries, and the
+** creation of definitions with their plain setters.
+*/
+#define RK_SOURCE_NAME "apidd1"
+#include "ddstore.h"
+
+#include <cstring>
+#include <unordered_set>
+
+#include "../support/rkmem.h"
+
+ddSite *ddSiteTable[DD_MAX_SITES];
+int ddSiteTableCount;
+
+namespace {
+
+/* The entry that ddGetSchema found last, keyed by the code it was asked. */
+struct LookupCache {
+  bool valid;
+  int code;
+  ddSchema *entry;
+} ddLookupCache;
+
+/* Every block the store allocated for texts, field tables and entry tables.
+** Whatever is not here belongs to a library with a compiled schema. */
+std::unordered_set<const void *> &ownedBlocks() {
+  static auto *blocks = new std::unordered_set<const void *>; /* lives to exit */
+  return *blocks;
+}
+
+bool sameText(const char *a, const char *b) {
+  return std::strcmp(a, b) == 0;
+}
+
+} // namespace
+
+void ddOwnBlock(const void *block) {
+  if (block != nullptr) ownedBlocks().insert(block);
+}
+
+int ddOwnsBlock(const void *block) {
+  return block != nullptr && ownedBlocks().count(block) != 0;
+}
+
+int ddReleaseBlockAt(void *block, const char *file, int line) {
+  if (block == nullptr || ownedBlocks().erase(block) == 0) return 0;
+  UZA_free(block, file, line);
+  return 1;
+}
+
+/* ---------------------------------------------------------------------------
+** Sites
+*/
+
+ddSite *ddSiteAt(int siteNo) {
+  return siteNo >= 0 && siteNo < ddSiteTableCount ? ddSiteTable[siteNo] : nullptr;
+}
+
+ddSite *ddNewSite(const char *id, const char *desc, int *siteNo) {
+  if (ddSiteTableCount >= DD_MAX_SITES) return nullptr;
+  if (id != nullptr) {
+    for (int n = 0; n < ddSiteTableCount; n++) {
+      ddSite *site = ddSiteTable[n];
+      if (sameText(site->id, id) && (desc == nullptr || sameText(site->desc, desc))) {
+        *siteNo = n;
+        return site;
+      }
+    }
+  }
+  int n = ddSiteTableCount;
+  auto *site = static_cast<ddSite *>(rkAllocate(sizeof(ddSite)));
+  std::memset(site, 0, sizeof *site);
+  ddSiteTable[n] = site;
+  site->codeOffset = n << 12;
+  site->siteNo = n;
+  *siteNo = n;
+  ddSiteTableCount++;
+  /* The zero fill terminates both copies, also at their full length. */
+  if (id != nullptr) std::strncpy(site->id, id, 8);
+  if (desc != nullptr) std::strncpy(site->desc, desc, 96);
+  site->recordBase = site->firstRecord = DD_RECORD_BASE;
+  site->lastRecord = DD_RECORD_BASE - 1;
+  site->siteWord = DD_SITE_WORD;
+  site->dataBase = site->firstData = DD_DATA_BASE;
+  site->lastData = DD_DATA_BASE - 1;
+  return site;
+}
+
+int ddSiteCount(void) {
+  return ddSiteTableCount;
+}
+
+int ddSiteInfo(int siteNo, int *firstRecord, int *lastRecord, int *firstData, int *lastData) {
+  ddSite *site = ddSiteAt(siteNo);
+  if (site == nullptr) return 0;
+  *firstRecord = site->firstRecord + site->codeOffset;
+  *lastRecord = site->lastRecord + site->codeOffset;
+  *firstData = site->firstData + site->codeOffset;
+  *lastData = site->lastData + site->codeOffset;
+  return 1;
+}
+
+ddSite *ddSiteNo2SiteInfo(int siteNo) {
+  return ddSiteAt(siteNo);
+}
+
+ddSite *ddSiteId2SiteInfo(const char *id) {
+  if (id == nullptr || id[0] == '\0') return nullptr;
+  int n;
+  return ddSiteId2SiteNo(id, &n) ? ddSiteTable[n] : nullptr;
+}
+
+int ddSiteId2SiteNo(const char *id, int *siteNo) {
+  if (id == nullptr) return 0;
+  for (int n = 0; n < ddSiteTableCount; n++) {
+    if (std::strncmp(ddSiteTable[n]->id, id, 8) == 0) {
+      *siteNo = n;
+      return 1;
+    }
+  }
+  return 0;
+}
+
+ddRSchema *ddSiteRecordAt(ddSite *site, int n) {
+  if (site->recordTable == nullptr || n < 0 || n >= site->recordCount) return nullptr;
+  return &site->recordTable[n];
+}
+
+ddDSchema *ddSiteDataAt(ddSite *site, int n) {
+  if (site->dataTable == nullptr || n < 0 || n >= site->dataCount) return nullptr;
+  return &site->dataTable[n];
+}
+
+int ddSiteRecordCode(int siteNo, int n) {
+  ddSite *site = ddSiteTable[siteNo];
+  return site->codeOffset + site->recordBase + n;
+}
+
+int ddSiteDataCode(int siteNo, int n) {
+  ddSite *site = ddSiteTable[siteNo];
+  return site->codeOffset + site->dataBase + n;
+}
+
+ddRSchema *ddSiteGetNthRSchema(int siteNo, int n) {
+  ddSite *site = ddSiteAt(siteNo);
+  return site ? ddSiteRecordAt(site, n) : nullptr;
+}
+
+ddDSchema *ddSiteGetNthDSchema(int siteNo, int n) {
+  ddSite *site = ddSiteAt(siteNo);
+  return site ? ddSiteDataAt(site, n) : nullptr;
+}
+
+int ddSiteGetNthRcode(int siteNo, int n) {
+  ddRSchema *r = ddSiteGetNthRSchema(siteNo, n);
+  return r ? r->head.code : 0;
+}
+
+int ddSiteGetNthDcode(int siteNo, int n) {
+  ddDSchema *d = ddSiteGetNthDSchema(siteNo, n);
+  return d ? d->head.code : 0;
+}
+
+/* ---------------------------------------------------------------------------
+** Codes
+*/
+
+int ddDecodeCode(int code, int *index, ddSite **site) {
+  int siteNo = code / DD_CODE_BASE; /* truncating: -1 is site 0, local -1 */
+  int local = code % DD_CODE_BASE;
+  ddSite *s = ddSiteAt(siteNo);
+  if (s == nullptr) return DD_KIND_NONE;
+  *site = s;
+  if (local >= s->firstRecord && local <= s->lastRecord) {
+    *index = local - s->recordBase;
+    return DD_KIND_RECORD;
+  }
+  if (local >= s->firstData && local <= s->lastData) {
+    *index = local - s->dataBase;
+    return DD_KIND_DATA;
+  }
+  return DD_KIND_NONE;
+}
+
+namespace {
+/* The site of a code that lies in one of its site's ranges, or null. */
+ddSite *siteOfCode(int code) {
+  int index;
+  ddSite *site;
+  return ddDecodeCode(code, &index, &site) != DD_KIND_NONE ? site : nullptr;
+}
+
+bool inRange(int local, int first, int last) {
+  return local >= first && local <= last;
+}
+} // namespace
+
+int ddIsRcode(int code) {
+  ddSite *site = ddSiteAt(code / DD_CODE_BASE);
+  return site && inRange(code % DD_CODE_BASE, site->firstRecord, site->lastRecord);
+}
+
+int ddIsDcode(int code) {
+  ddSite *site = ddSiteAt(code / DD_CODE_BASE);
+  return site && inRange(code % DD_CODE_BASE, site->firstData, site->lastData);
+}
+
+int ddGetSiteNo(int code) {
+  return siteOfCode(code) ? code / DD_CODE_BASE : 0;
+}
+
+const char *ddGetSiteId(int code) {
+  ddSite *site = siteOfCode(code);
+  return site ? site->id : nullptr;
+}
+
+int ddIsKor(int code) {
+  return ddGetSiteNo(code) == 0;
+}
+
+int ddGetMyCode(int code) {
+  return siteOfCode(code) ? code % DD_CODE_BASE : 0;
+}
+
+int ddGetUCode(const char *id, int local) {
+  if (id == nullptr) return 0;
+  for (int n = 0; n < ddSiteTableCount; n++) {
+    ddSite *site = ddSiteTable[n];
+    if (!sameText(site->id, id)) continue;
+    if (inRange(local, site->firstRecord, site->lastRecord) ||
+        inRange(local, site->firstData, site->lastData))
+      return local + site->codeOffset;
+    return local;
+  }
+  return 0;
+}
+
+/* ---------------------------------------------------------------------------
+** Lookup
+*/
+
+void ddClearLookupCache(void) {
+  ddLookupCache.valid = false;
+  ddLookupCache.entry = nullptr;
+}
+
+ddSchema *ddGetSchema(int code) {
+  if (ddLookupCache.valid && ddLookupCache.code == code) return ddLookupCache.entry;
+  int index;
+  ddSite *site;
+  ddSchema *entry;
+  switch (ddDecodeCode(code, &index, &site)) {
+  case DD_KIND_RECORD: {
+    ddRSchema *r = ddSiteRecordAt(site, index);
+    entry = r ? &r->head : nullptr;
+    break;
+  }
+  case DD_KIND_DATA: {
+    ddDSchema *d = ddSiteDataAt(site, index);
+    entry = d ? &d->head : nullptr;
+    break;
+  }
+  default:
+    return nullptr;
+  }
+  ddLookupCache = {true, code, entry};
+  return entry;
+}
+
+ddRSchema *ddGetRSchema(int code) {
+  int index;
+  ddSite *site;
+  return ddDecodeCode(code, &index, &site) == DD_KIND_RECORD ? ddSiteRecordAt(site, index) : nullptr;
+}
+
+ddDSchema *ddGetDSchema(int code) {
+  int index;
+  ddSite *site;
+  return ddDecodeCode(code, &index, &site) == DD_KIND_DATA ? ddSiteDataAt(site, index) : nullptr;
+}
+
+int ddWalkSchemas(ddSchemaVisit visit, int records, int data, void *user) {
+  int result = 1;
+  for (int n = 0; n < ddSiteTableCount && result != 0; n++) {
+    ddSite *site = ddSiteTable[n];
+    if (records && site->recordTable)
+      for (int i = 0; i < site->recordCount && result != 0; i++)
+        result = visit(&site->recordTable[i].head, DD_KIND_RECORD, user);
+    if (data && site->dataTable)
+      for (int i = 0; i < site->dataCount && result != 0; i++)
+        result = visit(&site->dataTable[i].head, DD_KIND_DATA, user);
+  }
+  return result;
+}
+
+namespace {
+struct NameSearch {
+  const char *name;
+  ddSchema *found;
+};
+
+int matchName(ddSchema *entry, int, void *user) {
+  auto *search = static_cast<NameSearch *>(user);
+  if (entry->name == nullptr || !sameText(entry->name, search->name)) return 1;
+  search->found = entry;
+  return 0;
+}
+} // namespace
+
+int ddNameToCode(const char *name) {
+  if (name == nullptr) return 0;
+  NameSearch search = {name, nullptr};
+  ddWalkSchemas(matchName, 1, 1, &search);
+  return search.found ? search.found->code : 0;
+}
+
+ddRSchema *ddRecordByName(const char *name) {
+  if (name == nullptr) return nullptr;
+  NameSearch search = {name, nullptr};
+  ddWalkSchemas(matchName, 1, 0, &search);
+  /* Only record entries are walked, and each begins with its head. */
+  return reinterpret_cast<ddRSchema *>(search.found);
+}
+
+int ddLabelToCode(const char *label) {
+  if (label == nullptr) return 0;
+  for (int n = ddSiteTableCount - 1; n >= 0; n--) {
+    ddSite *site = ddSiteTable[n];
+    for (int i = 0; site->dataTable && i < site->dataCount; i++) {
+      const ddSchema &e = site->dataTable[i].head;
+      if (e.label != nullptr && sameText(e.label, label)) return e.code;
+    }
+  }
+  return 0;
+}
+
+int ddIlevel2Code(int ilevel) {
+  if (ilevel == 0) return 0;
+  for (int n = 0; n < ddSiteTableCount; n++) {
+    ddSite *site = ddSiteTable[n];
+    for (int i = 0; site->recordTable && i < site->recordCount; i++)
+      if (site->recordTable[i].ilevel == ilevel) return site->recordTable[i].head.code;
+  }
+  return 0;
+}
+
+/* ---------------------------------------------------------------------------
+** Plain queries
+*/
+
+namespace {
+/* The data entry for a code found through the cache. A record code gives
+** null: the words at a data field's place in a record entry are its level,
+** counts and pointers, which mean nothing as values, so the data queries
+** answer a record code as they answer a code that names nothing. */
+ddDSchema *dataEntryOf(int code) {
+  ddSchema *entry = ddGetSchema(code);
+  int index;
+  ddSite *site;
+  if (entry == nullptr || ddDecodeCode(code, &index, &site) != DD_KIND_DATA) return nullptr;
+  return reinterpret_cast<ddDSchema *>(entry);
+}
+
+uint32_t flagsOf(int code) {
+  ddSchema *entry = ddGetSchema(code);
+  return entry ? entry->flags : 0;
+}
+} // namespace
+
+int ddGetTagType(int code) {
+  ddSchema *e = ddGetSchema(code);
+  return e ? e->tagType : 0;
+}
+
+int ddGetKey(int code) {
+  return static_cast<int>(flagsOf(code) & DD_FLAG_KEY_MASK);
+}
+
+signed char ddGetVersion(int code) {
+  ddSchema *e = ddGetSchema(code);
+  return e ? static_cast<signed char>(e->version & 0xFF) : 0;
+}
+
+int ddIsDisplay(int code) {
+  return (flagsOf(code) & DD_FLAG_IS_DISPLAY) != 0;
+}
+
+int ddIsEdit(int code) {
+  return (flagsOf(code) & DD_FLAG_IS_EDIT) != 0;
+}
+
+int ddIsSearch(int code) {
+  return (flagsOf(code) & DD_FLAG_IS_SEARCH) != 0;
+}
+
+const char *ddGetName(int code) {
+  ddSchema *e = ddGetSchema(code);
+  return e ? e->name : nullptr;
+}
+
+const char *ddGetLabel(int code) {
+  ddSchema *e = ddGetSchema(code);
+  return e ? e->label : nullptr;
+}
+
+const char *ddGetDesc(int code) {
+  ddSchema *e = ddGetSchema(code);
+  return e ? e->desc : nullptr;
+}
+
+int ddGetExtendCode(int code) {
+  ddSchema *e = ddGetSchema(code);
+  return e ? e->extendCode : 0;
+}
+
+int ddGetArrayCount(int code) {
+  ddSchema *e = ddGetSchema(code);
+  if (e == nullptr) return 0;
+  return e->arrayCount == 0 ? 1 : e->arrayCount;
+}
+
+int ddGetLength(int code) {
+  int index;
+  ddSite *site;
+  switch (ddDecodeCode(code, &index, &site)) {
+  case DD_KIND_RECORD: {
+    ddRSchema *r = ddSiteRecordAt(site, index);
+    return r ? r->head.length : 0;
+  }
+  case DD_KIND_DATA: {
+    ddDSchema *d = ddSiteDataAt(site, index);
+    if (d == nullptr) return 0;
+    /* A flag's length counts bits: a one-bit flag reads -1. */
+    return d->head.length != 0 && d->head.tagType == MTYPE_FLAG ? -d->head.length : d->head.length;
+  }
+  default:
+    return 0;
+  }
+}
+
+int ddHasBead(int code) {
+  int tag = ddGetTagType(code);
+  return tag == MTYPE_BEAD || tag == MTYPE_ROOT;
+}
+
+float ddGetMinVal(int code) {
+  ddDSchema *d = dataEntryOf(code);
+  return d ? d->minVal : 0.0f;
+}
+
+float ddGetMaxVal(int code) {
+  ddDSchema *d = dataEntryOf(code);
+  return d ? d->maxVal : 0.0f;
+}
+
+float ddGetDefVal(int code) {
+  ddDSchema *d = dataEntryOf(code);
+  return d ? d->defVal : 0.0f;
+}
+
+const char *ddGetDefString(int code) {
+  ddDSchema *d = dataEntryOf(code);
+  return d ? d->defString : nullptr;
+}
+
+int ddIsDefSet(int code) {
+  ddDSchema *d = dataEntryOf(code);
+  return d && (d->valueFlags & DD_VALUE_DEF_SET) != 0;
+}
+
+int ddIsRangeSet(int code) {
+  ddDSchema *d = dataEntryOf(code);
+  return d && (d->valueFlags & DD_VALUE_RANGE_SET) != 0;
+}
+
+int ddIsEnumSet(int code) {
+  ddDSchema *d = dataEntryOf(code);
+  return d && (d->valueFlags & DD_VALUE_ENUM_SET) != 0;
+}
+
+int ddIsEnumOptionMenu(int) {
+  return 1;
+}
+
+int ddGetIlevel(int code) {
+  ddRSchema *r = ddGetRSchema(code);
+  return r ? r->ilevel : 0;
+}
+
+const char *ddGetPrefix(int code) {
+  ddRSchema *r = ddGetRSchema(code);
+  return r ? r->prefix : nullptr;
+}
+
+int ddGetMaxId(int code) {
+  ddRSchema *r = ddGetRSchema(code);
+  return r ? r->maxId : 0;
+}
+
+namespace {
+template <typename T> void put(T *out, T value) {
+  if (out != nullptr) *out = value;
+}
+
+/* ddDeRcode and ddDeDcode: the slot index of either kind, and the entry's
+** fields when the code is of the wanted kind. */
+ddSchema *deCode(int code, int wantedKind, int *index) {
+  int slot = 0;
+  ddSite *site = nullptr;
+  int kind = ddDecodeCode(code, &slot, &site);
+  put(index, kind == DD_KIND_NONE ? 0 : slot);
+  if (kind != wantedKind) return nullptr;
+  if (kind == DD_KIND_RECORD) {
+    ddRSchema *r = ddSiteRecordAt(site, slot);
+    return r ? &r->head : nullptr;
+  }
+  ddDSchema *d = ddSiteDataAt(site, slot);
+  return d ? &d->head : nullptr;
+}
+} // namespace
+
+void ddDeRcode(int code, int *index, int *tagType, int *length, const char **name,
+               int *fieldCount, int *ilevel) {
+  ddSchema *e = deCode(code, DD_KIND_RECORD, index);
+  auto *r = reinterpret_cast<ddRSchema *>(e);
+  put(tagType, e ? e->tagType : 0);
+  put(length, e ? e->length : 0);
+  put(name, e ? e->name : static_cast<const char *>(nullptr));
+  put(fieldCount, r ? static_cast<int>(r->fieldCount) : 0);
+  put(ilevel, r ? r->ilevel : 0);
+}
+
+void ddDeDcode(int code, int *index, int *tagType, int *length, const char **name) {
+  ddSchema *e = deCode(code, DD_KIND_DATA, index);
+  put(tagType, e ? e->tagType : 0);
+  put(length, e ? e->length : 0);
+  put(name, e ? e->name : static_cast<const char *>(nullptr));
+}
+
+/* ---------------------------------------------------------------------------
+** Creating definitions
+*/
+
+namespace {
+
+/* Whether the next local code of one kind is free to take. A site made by
+** ddNewSite has room for records 256..2047 and data 2048..4095; beyond that
+** a record would shadow a data code and a data code would fall into the
+** next site, so creation refuses. The same test holds for any bounds a
+** compiled site brought: the new code must stay within one site's code
+** space, off the other kind's range, and below it when that range lies
+** above this one. */
+bool nextCodeFree(int next, int ownFirst, int otherFirst, int otherLast) {
+  if (next >= DD_CODE_BASE) return false;
+  if (otherFirst > ownFirst && next >= otherFirst) return false;
+  return !inRange(next, otherFirst, otherLast);
+}
+
+/* Grows a table of entries and its code map by one slot, copying the old
+** slots and releasing the old blocks. Gives the new slot. */
+template <typename Entry>
+Entry *growTable(Entry **table, int32_t **map, int32_t *count) {
+  int n = *count + 1;
+  auto *newTable = static_cast<Entry *>(rkAllocate(sizeof(Entry) * n));
+  auto *newMap = static_cast<int32_t *>(rkAllocate(sizeof(int32_t) * n));
+  ddOwnBlock(newTable);
+  ddOwnBlock(newMap);
+  if (n > 1) {
+    std::memcpy(newTable, *table, sizeof(Entry) * (n - 1));
+    std::memcpy(newMap, *map, sizeof(int32_t) * (n - 1));
+    ddReleaseBlock(*table);
+    ddReleaseBlock(*map);
+  }
+  *table = newTable;
+  *map = newMap;
+  *count = n;
+  ddClearLookupCache();
+  return &newTable[n - 1];
+}
+
+void initHead(ddSchema *head, int code, const ddSite *site) {
+  head->code = code;
+  head->flags = DD_FLAG_IS_PACKED;
+  head->arrayCount = 1;
+  auto *siteId = static_cast<char *>(rkAllocate(9));
+  std::strncpy(siteId, site->id, 8); /* pads with zero bytes */
+  siteId[8] = '\0';
+  head->siteId = siteId;
+}
+
+} // namespace
+
+int ddNewRecordDef(int siteNo) {
+  ddSite *site = ddSiteAt(siteNo);
+  if (site == nullptr ||
+      !nextCodeFree(site->lastRecord + 1, site->firstRecord, site->firstData, site->lastData))
+    return 0;
+  ddRSchema *r = growTable(&site->recordTable, &site->recordMap, &site->recordCount);
+  site->lastRecord++;
+  int code = site->lastRecord + site->codeOffset;
+  site->recordMap[site->recordCount - 1] = code;
+  std::memset(r, 0, sizeof *r);
+  initHead(&r->head, code, site);
+  return code;
+}
+
+int ddNewDataDef(int siteNo) {
+  ddSite *site = ddSiteAt(siteNo);
+  if (site == nullptr ||
+      !nextCodeFree(site->lastData + 1, site->firstData, site->firstRecord, site->lastRecord))
+    return 0;
+  ddDSchema *d = growTable(&site->dataTable, &site->dataMap, &site->dataCount);
+  site->lastData++;
+  int code = site->lastData + site->codeOffset;
+  site->dataMap[site->dataCount - 1] = code;
+  std::memset(d, 0, sizeof *d);
+  initHead(&d->head, code, site);
+  return code;
+}
+
+/* ---------------------------------------------------------------------------
+** Setters
+*/
+
+void ddReplaceString(const char **field, const char *text) {
+  char *copy = nullptr;
+  if (text != nullptr) {
+    size_t n = std::strlen(text) + 1;
+    copy = static_cast<char *>(rkAllocate(n));
+    std::memcpy(copy, text, n);
+    ddOwnBlock(copy);
+  }
+  /* A compiled library's text is not ours to free; only the pointer goes. */
+  ddReleaseBlock(*field);
+  *field = copy;
+}
+
+namespace {
+int setText(ddSchema *entry, const char *ddSchema::*field, const char *text) {
+  if (entry == nullptr) return 0;
+  ddReplaceString(&(entry->*field), text);
+  return 1;
+}
+
+int setFlag(int code, uint32_t bit, int value) {
+  ddSchema *e = ddGetSchema(code);
+  if (e == nullptr) return 0;
+  e->flags = (value & 1) ? (e->flags | bit) : (e->flags & ~bit);
+  return 1;
+}
+} // namespace
+
+int ddSetName(int code, const char *name) {
+  return setText(ddGetSchema(code), &ddSchema::name, name);
+}
+
+int ddSetLabel(int code, const char *label) {
+  return setText(ddGetSchema(code), &ddSchema::label, label);
+}
+
+int ddSetDesc(int code, const char *desc) {
+  return setText(ddGetSchema(code), &ddSchema::desc, desc);
+}
+
+int ddSetPrefix(int code, const char *prefix) {
+  ddRSchema *r = ddGetRSchema(code);
+  if (r == nullptr) return 0;
+  ddReplaceString(&r->prefix, prefix);
+  return 1;
+}
+
+int ddSetKey(int code, int key) {
+  ddSchema *e = ddGetSchema(code);
+  if (e == nullptr) return 0;
+  uint32_t stored = static_cast<uint32_t>(key) & DD_FLAG_KEY_MASK;
+  e->flags = (e->flags & ~DD_FLAG_KEY_MASK) | stored;
+  return static_cast<int>(stored) == key;
+}
+
+int ddSetIsDisplay(int code, int value) {
+  return setFlag(code, DD_FLAG_IS_DISPLAY, value);
+}
+
+int ddSetIsEdit(int code, int value) {
+  return setFlag(code, DD_FLAG_IS_EDIT, value);
+}
+
+int ddSetIsSearch(int code, int value) {
+  return setFlag(code, DD_FLAG_IS_SEARCH, value);
+}
+
+int ddSetLength(int code, int length) {
+  ddSchema *e = ddGetSchema(code);
+  if (e == nullptr) return 0;
+  e->length = length;
+  return 1;
+}
+
+int ddSetRange(int code, float min, float max) {
+  ddDSchema *d = ddGetDSchema(code);
+  if (d == nullptr) return 0;
+  d->minVal = min;
+  d->maxVal = max;
+  d->valueFlags |= DD_VALUE_RANGE_SET;
+  return 1;
+}
+
+int ddUnsetRange(int code) {
+  ddDSchema *d = ddGetDSchema(code);
+  if (d == nullptr) return 0;
+  d->valueFlags &= ~DD_VALUE_RANGE_SET;
+  return 1;
+}
+
+int ddSetDefVal(int code, float value) {
+  ddDSchema *d = ddGetDSchema(code);
+  if (d == nullptr) return 0;
+  d->defVal = value;
+  d->valueFlags |= DD_VALUE_DEF_SET;
+  return 1;
+}
+
+int ddUnsetDefVal(int code) {
+  ddDSchema *d = ddGetDSchema(code);
+  if (d == nullptr) return 0;
+  d->valueFlags &= ~DD_VALUE_DEF_SET;
+  return 1;
+}
+
+int ddSetIlevel(int code, int ilevel) {
+  ddRSchema *r = ddGetRSchema(code);
+  if (r == nullptr) return 0;
+  r->ilevel = ilevel;
+  return 1;
+}
+
+int ddSetMaxId(int code, int maxId) {
+  ddRSchema *r = ddGetRSchema(code);
+  if (r == nullptr) return 0;
+  r->maxId = maxId;
+  return 1;
+}
