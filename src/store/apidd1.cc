@@ -9,7 +9,8 @@
 #include <cstring>
 #include <unordered_set>
 
-#include "../support/rkmem.h"
+#include "support/mlist.h"
+#include "support/rkmem.h"
 
 ddSite *ddSiteTable[DD_MAX_SITES];
 int ddSiteTableCount;
@@ -741,4 +742,22 @@ int ddSetMaxId(int code, int maxId) {
   if (r == nullptr) return 0;
   r->maxId = maxId;
   return 1;
+}
+
+/* ---------------------------------------------------------------------------
+** Attaching an extension: the record by name, and its list of extenders
+*/
+
+int ddCompareCodes(intptr_t a, intptr_t b) {
+  return a == b ? 0 : 1;
+}
+
+void ddAddXcode(ddSchema *entry, const char *name) {
+  ddRSchema *target = ddRecordByName(name);
+  if (target == nullptr) return;
+  entry->extendCode = target->head.code;
+  if (target->extFields == nullptr) target->extFields = mlistNew();
+  /* The newest extender stands first, and none stands twice. */
+  if (mlistFind(target->extFields, entry->code, ddCompareCodes) == 0)
+    mlistPush(target->extFields, entry->code);
 }

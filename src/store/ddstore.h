@@ -6,6 +6,7 @@
 #define RKDD_STORE_DDSTORE_H
 
 #include <stddef.h>
+#include <stdint.h>
 
 #include "rkdd/rkdd.h"
 
@@ -50,6 +51,9 @@ int ddWalkSchemas(ddSchemaVisit visit, int records, int data, void *user);
 
 /* The first record entry with this name, from site 0 up, or null. */
 ddRSchema *ddRecordByName(const char *name);
+
+/* The compare function of extension lists: 0 when two codes are equal. */
+int ddCompareCodes(intptr_t a, intptr_t b);
 
 /* Replaces the text *field with a copy of text (null clears it). The copy
 ** is made before the old text goes, so text may be *field itself. */
