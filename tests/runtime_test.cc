@@ -1,0 +1,57 @@
+/*
+** The memory layer: fill patterns, per-file accounting, and the loud end of
+** an exhausted allocator or a bad release.
+*/
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "rkruntime.h"
+
+TEST(Runtime, BlocksAreFilledAndCountedPerFile) {
+  long before = UZA_liveBlocks(nullptr);
+  auto *a = static_cast<unsigned char *>(UZA_allocate(16, "alpha", 1));
+  auto *z = static_cast<unsigned char *>(UZA_allocatez(24, "beta", 2));
+  void *empty = UZA_allocate(0, "alpha", 3);
+  ASSERT_NE(empty, nullptr);
+  for (int i = 0; i < 16; i++) EXPECT_EQ(a[i], 0xCD);
+  for (int i = 0; i < 24; i++) EXPECT_EQ(z[i], 0);
+  EXPECT_EQ(reinterpret_cast<uintptr_t>(a) % 16, 0u);
+  EXPECT_EQ(UZA_liveBlocks("alpha"), 2);
+  EXPECT_EQ(UZA_liveBytes("alpha"), 16);
+  EXPECT_EQ(UZA_liveBytes("beta"), 24);
+  EXPECT_EQ(UZA_liveBlocks(nullptr), before + 3);
+  /* A release counts against the file that allocated, whoever frees. */
+  UZA_free(a, "beta", 4);
+  UZA_free(empty, "alpha", 5);
+  EXPECT_EQ(UZA_liveBlocks("alpha"), 0);
+  EXPECT_EQ(UZA_liveBytes("beta"), 24);
+  UZA_free(z, "beta", 6);
+  EXPECT_EQ(UZA_liveBlocks(nullptr), before);
+  EXPECT_EQ(UZA_liveBlocks("never-used"), 0);
+}
+
+TEST(RuntimeDeathTest, ExhaustionAndBadReleasesAbortWithOneLine) {
+  EXPECT_DEATH(
+      {
+        UZA_setByteLimit(1000);
+        UZA_allocate(2000, "apidd1", 42);
+      },
+      "rkruntime: out of memory \\(apidd1:42\\)");
+  EXPECT_DEATH(UZA_free(nullptr, "mlist1", 7), "rkruntime: free of a null pointer \\(mlist1:7\\)");
+  EXPECT_DEATH(
+      {
+        static long foreign[8] = {0};
+        UZA_free(&foreign[4], "mmap1", 9);
+      },
+      "did not give");
+}
+
+TEST(Runtime, LimitCountsLiveBytesOnly) {
+  EXPECT_EQ(UZA_setByteLimit(100), 0u);
+  void *a = UZA_allocate(60, "t", 1);
+  UZA_free(a, "t", 2);
+  void *b = UZA_allocate(60, "t", 3); /* fits again once a is gone */
+  UZA_free(b, "t", 4);
+  EXPECT_EQ(UZA_setByteLimit(0), 100u);
+}
