@@ -67,4 +67,27 @@ int ddOwnsBlock(const void *block);
 int ddReleaseBlockAt(void *block, const char *file, int line);
 #define ddReleaseBlock(block) ddReleaseBlockAt((void *)(block), RK_SOURCE_NAME, __LINE__)
 
+/* Compiled sites: the steps ddSetCode runs, in this order, once the codes
+** of a site's tables are final. */
+#define DD_LINK_SPARE 64        /* zero slots behind every resolved name list */
+#define DD_ILEVEL_FIRST 256     /* first internal format level handed out */
+#define DD_ILEVEL_LAST 32739    /* the level at which the numbering stops */
+enum { DD_LINK_PARENTS, DD_LINK_CHILDREN, DD_LINK_ALIASES };
+/* Attaches every record of sites 1 up with an xcodeName to its target. */
+void ddResolveExtensions(void);
+/* Turns one name list (DD_LINK_*) of every record of the site into codes. */
+void ddResolveNames(ddSite *site, int list);
+/* Gives the site's bead and record entries the next internal format levels. */
+void ddAssignIlevels(ddSite *site);
+/* Moves the site's tables and maps to blocks the store owns. */
+void ddCopySiteTables(ddSite *site);
+
+/* Temporary sites: record tables addressed by local code. */
+#define DD_TEMP_ILEVEL 63
+/* Grows the record table and map so that code is the last slot. */
+void ddGrowTempTable(ddSite *site, int base, int code);
+/* Fills the empty slot of code; a filled slot stays as it is. */
+void ddFillTempEntry(ddSite *site, int code, int length, unsigned char subRev,
+                     unsigned char version);
+
 #endif
