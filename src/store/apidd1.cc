@@ -6,6 +6,9 @@
 #define RK_SOURCE_NAME "apidd1"
 #include "ddstore.h"
 
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <unordered_set>
 
@@ -766,10 +769,6 @@ void ddAddXcode(ddSchema *entry, const char *name) {
 ** Compiled sites: ddSetCode turns the static tables that a library hands
 ** over into a live site. The one place where a fault ends the process.
 */
-
-#include <algorithm>
-#include <cstdio>
-#include <cstdlib>
 
 namespace {
 
