@@ -1,0 +1,626 @@
+/*
+** Record fields and their deferred layout, parents, children, aliases and
+** extensions, and paths between records. The choices made on the points the
+** specification leaves open are written down in ddfield.h.
+*/
+#define RK_SOURCE_NAME "apidd2"
+#include "ddfield.h"
+
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <unordered_set>
+#include <vector>
+
+#include "import/ddutil.h"
+#include "support/mlist.h"
+#include "support/rkmem.h"
+
+int ddFixupCaching;
+int ddFixupPending;
+
+namespace {
+
+bool isPacked(const ddSchema *entry) {
+  return (entry->flags & DD_FLAG_IS_PACKED) != 0;
+}
+
+ddRSchema *asRecord(ddSchema *entry) {
+  /* Only record entries are handed here, and each begins with its head. */
+  return reinterpret_cast<ddRSchema *>(entry);
+}
+
+/* Wrapping arithmetic: lengths are plain words, and a sum or product that
+** leaves the range of int wraps instead of being undefined. */
+int wrapAdd(int a, int b) {
+  return static_cast<int>(static_cast<uint32_t>(a) + static_cast<uint32_t>(b));
+}
+
+int wrapMul(int a, int b) {
+  return static_cast<int>(static_cast<uint32_t>(a) * static_cast<uint32_t>(b));
+}
+
+int timesArray(int length, int arrayCount) {
+  return arrayCount >= 2 ? wrapMul(length, arrayCount) : length;
+}
+
+} // namespace
+
+/* ---------------------------------------------------------------------------
+** The slot's bit word
+*/
+
+int ddFieldKind(const ddField *slot) {
+  int kind = static_cast<int>((slot->bits & DD_FIELD_KIND_MASK) >> DD_FIELD_KIND_SHIFT);
+  return (kind & 0x200) ? kind - 0x400 : kind;
+}
+
+int ddFieldBitPos(const ddField *slot) {
+  return static_cast<int>(slot->bits & DD_FIELD_BITPOS_MASK);
+}
+
+void ddSetFieldKind(ddField *slot, int kind) {
+  uint32_t stored = (static_cast<uint32_t>(kind) << DD_FIELD_KIND_SHIFT) & DD_FIELD_KIND_MASK;
+  slot->bits = (slot->bits & ~DD_FIELD_KIND_MASK) | stored;
+}
+
+/* ---------------------------------------------------------------------------
+** Field look-ups
+*/
+
+ddField *ddFindFieldInRecord(ddRSchema *record, int fieldCode) {
+  if (record == nullptr || record->fields == nullptr) return nullptr;
+  for (int i = 0; i < record->fieldCount; i++)
+    if (record->fields[i].code == fieldCode) return &record->fields[i];
+  return nullptr;
+}
+
+ddField *ddFindField(int code, int fieldCode) {
+  return ddFindFieldInRecord(ddGetRSchema(code), fieldCode);
+}
+
+ddField *ddGetField(int code) {
+  ddRSchema *r = ddGetRSchema(code);
+  return r ? r->fields : nullptr;
+}
+
+int ddGetFieldCount(int code) {
+  ddRSchema *r = ddGetRSchema(code);
+  return r ? r->fieldCount : 0;
+}
+
+int ddGetFieldNth(int code, unsigned int index) {
+  ddRSchema *r = ddGetRSchema(code);
+  if (r == nullptr || r->fields == nullptr || index >= r->fieldCount) return 0;
+  return r->fields[index].code;
+}
+
+ddField *ddGetFieldSchema(int code, int fieldCode) {
+  return ddFindField(code, fieldCode);
+}
+
+int ddIsField(int code, int fieldCode) {
+  return ddFindField(code, fieldCode) != nullptr;
+}
+
+int ddGetFieldOffset(int code, int fieldCode, int *offset, int *bitPos, int *kind) {
+  ddField *slot = ddFindField(code, fieldCode);
+  if (slot == nullptr) return 0;
+  if (offset != nullptr) *offset = slot->offset;
+  if (bitPos != nullptr) *bitPos = ddFieldBitPos(slot);
+  if (kind != nullptr) *kind = ddFieldKind(slot);
+  return 1;
+}
+
+namespace {
+int slotKindIs(const ddField *slot, int kind) {
+  return slot != nullptr && ddFieldKind(slot) == kind;
+}
+} // namespace
+
+int ddIsDC(int code, int fieldCode) {
+  return slotKindIs(ddFindField(code, fieldCode), DD_KIND_DC);
+}
+
+int ddIsPointer(int code, int fieldCode) {
+  return slotKindIs(ddFindField(code, fieldCode), DD_KIND_POINTER);
+}
+
+int ddIsStructure(int code, int fieldCode) {
+  return slotKindIs(ddFindField(code, fieldCode), DD_KIND_STRUCTURE);
+}
+
+int ddFieldIsDC(ddField *slot) {
+  return slotKindIs(slot, DD_KIND_DC);
+}
+
+int ddFieldIsPointer(ddField *slot) {
+  return slotKindIs(slot, DD_KIND_POINTER);
+}
+
+int ddFieldIsStructure(ddField *slot) {
+  return slotKindIs(slot, DD_KIND_STRUCTURE);
+}
+
+/* ---------------------------------------------------------------------------
+** Follow queries. Each keeps the set of records entered during one query;
+** a record is entered at most once, so cycles end (see ddfield.h).
+*/
+
+namespace {
+
+using CodeSet = std::unordered_set<int>;
+
+/* Depth first through the slots; follows slots of kind `follow` only. */
+int followOneKind(int code, int fieldCode, int follow, CodeSet &entered) {
+  ddRSchema *r = ddGetRSchema(code);
+  if (r == nullptr || !entered.insert(code).second) return 0;
+  for (int i = 0; r->fields != nullptr && i < r->fieldCount; i++) {
+    const ddField &slot = r->fields[i];
+    if (slot.code == fieldCode) return 1;
+    if (ddFieldKind(&slot) == follow && followOneKind(slot.code, fieldCode, follow, entered))
+      return 1;
+  }
+  return 0;
+}
+
+} // namespace
+
+int ddIsFieldFollowInLine(int code, int fieldCode) {
+  CodeSet entered;
+  return followOneKind(code, fieldCode, DD_KIND_STRUCTURE, entered);
+}
+
+int ddIsFieldFollowPointer(int code, int fieldCode) {
+  CodeSet entered;
+  return followOneKind(code, fieldCode, DD_KIND_POINTER, entered);
+}
+
+int ddIsFieldFollowAll(int code, int fieldCode) {
+  ddRSchema *r = ddGetRSchema(code);
+  if (r == nullptr) return 0;
+  /* The first hop picks the kind; below it a path stays of that kind. The
+  ** start record counts as entered for both, so a hop back to it ends. */
+  CodeSet inLine = {code}, pointer = {code};
+  for (int i = 0; r->fields != nullptr && i < r->fieldCount; i++) {
+    const ddField &slot = r->fields[i];
+    if (slot.code == fieldCode) return 1;
+    int kind = ddFieldKind(&slot);
+    if (kind == DD_KIND_STRUCTURE && followOneKind(slot.code, fieldCode, kind, inLine)) return 1;
+    if (kind == DD_KIND_POINTER && followOneKind(slot.code, fieldCode, kind, pointer)) return 1;
+  }
+  return 0;
+}
+
+/* ---------------------------------------------------------------------------
+** Deferred layout
+*/
+
+void ddMarkFixup(int /*code*/) {
+  ddFixupPending = 1;
+  if (ddFixupCaching == 0) ddFixup();
+}
+
+int ddCacheFixups(int value) {
+  int old = ddFixupCaching;
+  ddFixupCaching = value;
+  return old;
+}
+
+namespace {
+
+/* Records whose slots are being measured, innermost last. */
+std::vector<const ddRSchema *> &layoutOnTheWay() {
+  static auto *records = new std::vector<const ddRSchema *>; /* lives to exit */
+  return *records;
+}
+
+bool onTheWay(const ddRSchema *record) {
+  for (const ddRSchema *r : layoutOnTheWay())
+    if (r == record) return true;
+  return false;
+}
+
+int clearPackedLength(ddSchema *entry, int, void *) {
+  if (isPacked(entry)) entry->length = 0;
+  return 1;
+}
+
+int layOutPacked(ddSchema *entry, int, void *) {
+  if (isPacked(entry) && entry->length == 0) entry->length = ddPackFields(asRecord(entry));
+  return 1;
+}
+
+} // namespace
+
+void ddFixup(void) {
+  if (ddFixupPending == 0) return;
+  ddWalkSchemas(clearPackedLength, 1, 0, nullptr);
+  ddWalkSchemas(layOutPacked, 1, 0, nullptr);
+  ddFixupPending = 0;
+}
+
+int ddPackFields(ddRSchema *record) {
+  if (record->fields == nullptr) return 0;
+  auto &way = layoutOnTheWay();
+  way.push_back(record);
+  int offset = 0;
+  for (int i = 0; i < record->fieldCount; i++) {
+    int size = ddFieldSize(&record->fields[i]);
+    record->fields[i].offset = offset;
+    offset = wrapAdd(offset, size);
+  }
+  way.pop_back();
+  return offset;
+}
+
+int ddFieldSize(const ddField *slot) {
+  switch (ddFieldKind(slot)) {
+  case DD_KIND_POINTER:
+    return 4;
+  case DD_KIND_DC:
+  case DD_KIND_STRUCTURE:
+    return ddSizeOfCode(slot->code);
+  default:
+    return 0; /* a kind with no size of its own takes no room */
+  }
+}
+
+int ddSizeOfCode(int code) {
+  if (ddRSchema *r = ddGetRSchema(code)) {
+    if (r->head.length == 0) {
+      /* Held in line by itself, directly or through others: this slot
+      ** closes the cycle and takes no room. */
+      if (onTheWay(r)) return 0;
+      r->head.length = ddPackFields(r);
+    }
+    return timesArray(r->head.length, r->head.arrayCount);
+  }
+  if (ddDSchema *d = ddGetDSchema(code)) {
+    if (d->head.tagType == MTYPE_FLAG) {
+      if (d->head.length > 1) std::printf("Note: multiple-bit bitfield\n");
+      return 1;
+    }
+    return timesArray(d->head.length, d->head.arrayCount);
+  }
+  return 0;
+}
+
+/* ---------------------------------------------------------------------------
+** Replacing a field table, and the setters
+*/
+
+int ddCheckFieldTable(const ddField *fields, int count, int refusePacked) {
+  if (count == 0) return 1;
+  if (fields == nullptr) return 0;
+  for (int i = 0; i < count; i++) {
+    ddSchema *entry = ddGetSchema(fields[i].code);
+    if (entry == nullptr) return 0;
+    if (refusePacked && isPacked(entry)) return 0;
+  }
+  return 1;
+}
+
+int ddReplaceFieldTable(ddRSchema *record, const ddField *fields, int count) {
+  if (count < 0 || (count == 0) != (fields == nullptr)) return 0;
+  /* The copy comes first: fields may be the live table itself. */
+  ddField *copy = nullptr;
+  if (count > 0) {
+    copy = static_cast<ddField *>(rkAllocate(sizeof(ddField) * static_cast<size_t>(count)));
+    std::memcpy(copy, fields, sizeof(ddField) * static_cast<size_t>(count));
+    ddOwnBlock(copy);
+  }
+  /* A compiled library's table is only let go, never freed. */
+  ddReleaseBlock(record->fields);
+  record->fields = copy;
+  record->fieldCount = static_cast<uint8_t>(count & 0xFF);
+  return 1;
+}
+
+int ddSetField(int code, ddField *fields, int count) {
+  ddRSchema *r = ddGetRSchema(code);
+  if (r == nullptr || !isPacked(&r->head)) return 0;
+  if (ddFixupCaching == 0 && !ddCheckFieldTable(fields, count, 0)) return 0;
+  if (!ddReplaceFieldTable(r, fields, count)) return 0;
+  ddMarkFixup(code);
+  return 1;
+}
+
+int ddSetUnpackedField(int code, ddField *fields, int count, int length) {
+  ddRSchema *r = ddGetRSchema(code);
+  if (r == nullptr) return 0;
+  if (!ddCheckFieldTable(fields, count, 1)) return 0;
+  if (!ddReplaceFieldTable(r, fields, count)) return 0;
+  r->head.flags &= ~DD_FLAG_IS_PACKED;
+  r->head.length = length;
+  ddMarkFixup(code);
+  return 1;
+}
+
+namespace {
+int setSlotKind(int code, ddField *slot, int kind) {
+  ddRSchema *r = ddGetRSchema(code);
+  if (r == nullptr || !isPacked(&r->head) || slot == nullptr) return 0;
+  ddSetFieldKind(slot, kind);
+  ddMarkFixup(code);
+  return 1;
+}
+} // namespace
+
+int ddSetFieldIsPointer(int code, ddField *slot) {
+  return setSlotKind(code, slot, DD_KIND_POINTER);
+}
+
+int ddSetFieldIsStructure(int code, ddField *slot) {
+  return setSlotKind(code, slot, DD_KIND_STRUCTURE);
+}
+
+int ddSetFieldIsDC(int code, ddField *slot) {
+  return setSlotKind(code, slot, DD_KIND_DC);
+}
+
+int ddSetTagType(int code, int tagType) {
+  ddSchema *e = ddGetSchema(code);
+  if (e == nullptr || !isPacked(e)) return 0;
+  if (e->tagType == tagType) return 1;
+  e->tagType = tagType;
+  e->length = ddTypeSize(tagType);
+  ddMarkFixup(code);
+  return 1;
+}
+
+/* ---------------------------------------------------------------------------
+** Parents, children and aliases
+*/
+
+namespace {
+
+struct LinkList {
+  uint8_t ddLinks::*count;
+  int32_t *ddLinks::*codes;
+};
+
+constexpr LinkList kParents = {&ddLinks::parentCount, &ddLinks::parents};
+constexpr LinkList kChildren = {&ddLinks::childCount, &ddLinks::children};
+constexpr LinkList kAliases = {&ddLinks::aliasCount, &ddLinks::aliases};
+
+int setLinks(int code, const int *codes, int count, const LinkList &list) {
+  ddRSchema *r = ddGetRSchema(code);
+  if (r == nullptr || count < 0) return 0;
+  if (count != 0) {
+    if (codes == nullptr) return 0;
+    if (ddFixupCaching == 0)
+      for (int i = 0; i < count; i++)
+        if (ddGetSchema(codes[i]) == nullptr) return 0;
+  } else if (codes != nullptr) {
+    return 0;
+  }
+  if (r->links == nullptr) r->links = static_cast<ddLinks *>(rkAllocatez(sizeof(ddLinks)));
+  ddLinks *links = r->links;
+  /* The copy comes first: codes may be the live array itself. Link arrays
+  ** are always the store's, also those ddSetCode makes. */
+  int32_t *copy = nullptr;
+  if (count > 0) {
+    copy = static_cast<int32_t *>(rkAllocate(sizeof(int32_t) * static_cast<size_t>(count)));
+    std::memcpy(copy, codes, sizeof(int32_t) * static_cast<size_t>(count));
+  }
+  if (links->*list.codes != nullptr) rkFree(links->*list.codes);
+  links->*list.codes = copy;
+  links->*list.count = static_cast<uint8_t>(count & 0xFF);
+  return 1;
+}
+
+ddLinks *linksOf(int code) {
+  ddRSchema *r = ddGetRSchema(code);
+  return r ? r->links : nullptr;
+}
+
+int linkCount(int code, const LinkList &list) {
+  ddLinks *links = linksOf(code);
+  return links ? links->*list.count : 0;
+}
+
+int *linkArray(int code, const LinkList &list) {
+  ddLinks *links = linksOf(code);
+  return links ? links->*list.codes : nullptr;
+}
+
+int linkNth(int code, int index, const LinkList &list) {
+  ddLinks *links = linksOf(code);
+  if (links == nullptr || links->*list.codes == nullptr) return 0;
+  for (int i = 0; i < links->*list.count; i++)
+    if (i == index) return (links->*list.codes)[i];
+  return 0;
+}
+
+} // namespace
+
+int ddSetParent(int code, int *codes, int count) {
+  return setLinks(code, codes, count, kParents);
+}
+
+int ddSetChild(int code, int *codes, int count) {
+  return setLinks(code, codes, count, kChildren);
+}
+
+int ddSetAlias(int code, int *codes, int count) {
+  return setLinks(code, codes, count, kAliases);
+}
+
+int ddGetParentCount(int code) {
+  return linkCount(code, kParents);
+}
+
+int ddGetChildCount(int code) {
+  return linkCount(code, kChildren);
+}
+
+int ddGetAliasCount(int code) {
+  return linkCount(code, kAliases);
+}
+
+int *ddGetParent(int code) {
+  return linkArray(code, kParents);
+}
+
+int *ddGetChild(int code) {
+  return linkArray(code, kChildren);
+}
+
+int *ddGetAlias(int code) {
+  return linkArray(code, kAliases);
+}
+
+int ddGetParentNth(int code, int index) {
+  return linkNth(code, index, kParents);
+}
+
+int ddGetChildNth(int code, int index) {
+  return linkNth(code, index, kChildren);
+}
+
+int ddGetAliasNth(int code, int index) {
+  return linkNth(code, index, kAliases);
+}
+
+short ddGetSubRev(int code) {
+  ddLinks *links = linksOf(code);
+  return links ? links->subRev : 0;
+}
+
+/* ---------------------------------------------------------------------------
+** Extensions (ddAddXcode and ddCompareCodes are in apidd1)
+*/
+
+int ddSetXcode(int code, const char *name) {
+  ddSchema *e = ddGetSchema(code);
+  if (e == nullptr) return 0;
+  ddAddXcode(e, name);
+  return 1;
+}
+
+int ddIsLegalXcode(int target, int code) {
+  return ddGetExtendCode(code) == target;
+}
+
+int ddHasExtension(int code) {
+  if (code < 1) return 0;
+  for (int n = 1; n < ddSiteTableCount; n++) {
+    ddSite *site = ddSiteTable[n];
+    for (int i = 0; site->recordTable != nullptr && i < site->recordCount; i++) {
+      const ddSchema &e = site->recordTable[i].head;
+      if (e.code != 0 && e.extendCode == code) return e.code;
+    }
+  }
+  return 0;
+}
+
+int ddGetExtFieldCount(int code) {
+  ddRSchema *r = ddGetRSchema(code);
+  return r && r->extFields ? mlistCount(r->extFields) : 0;
+}
+
+int ddGetExtFieldNth(int code, unsigned int index) {
+  ddRSchema *r = ddGetRSchema(code);
+  if (r == nullptr || r->extFields == nullptr) return 0;
+  if (index >= static_cast<unsigned int>(mlistCount(r->extFields))) return 0;
+  return static_cast<int>(mlistNth(r->extFields, index));
+}
+
+/* ---------------------------------------------------------------------------
+** Paths between records
+*/
+
+void ddMarkExtensionHop(mlist *list) {
+  mlistNode *first = mlistHead(list);
+  if (first != nullptr && first->value > 0) first->value = -first->value;
+}
+
+namespace {
+
+mlist *singlePath(int element, int *counter) {
+  mlist *list = mlistNew();
+  mlistPush(list, element);
+  (*counter)++;
+  return list;
+}
+
+/* ddFindPath's steps, with the set of records entered during this search. */
+mlist *findPath(int record, int target, int owner, const ddField *callerFields, int *counter,
+                std::unordered_set<int> &entered) {
+  ddRSchema *r = ddGetRSchema(record);
+  if (r == nullptr || r->fields == callerFields) return nullptr;
+  /* Already on the way, or already searched without a hit. */
+  if (!entered.insert(record).second) return nullptr;
+
+  for (mlistNode *node = mlistHead(r->extFields); node != nullptr; node = mlistNext(node)) {
+    int e = static_cast<int>(node->value);
+    if (e == target) return singlePath(-e, counter);
+    if (mlist *list = findPath(e, target, e, r->fields, counter, entered)) {
+      ddMarkExtensionHop(list);
+      return list;
+    }
+  }
+
+  for (int i = 0; r->fields != nullptr && i < r->fieldCount; i++) {
+    const ddField *slot = &r->fields[i];
+    int code = slot->code;
+    if (code == target) return singlePath(owner, counter);
+    if (!ddIsRcode(code) || code == record) continue;
+    if (ddFieldIsPointer(const_cast<ddField *>(slot))) {
+      if (mlist *list = findPath(code, target, code, r->fields, counter, entered)) {
+        mlistPush(list, owner);
+        (*counter)++;
+        return list;
+      }
+    } else if (mlist *list = findPath(code, target, record, r->fields, counter, entered)) {
+      return list;
+    }
+  }
+  return nullptr;
+}
+
+} // namespace
+
+mlist *ddFindPath(int record, int target, int owner, const ddField *callerFields, int *counter) {
+  std::unordered_set<int> entered;
+  return findPath(record, target, owner, callerFields, counter, entered);
+}
+
+int ddGetNthParent(int /*start*/, int target, unsigned int index, int *code, int *flag) {
+  ddSchema *e = ddGetSchema(target);
+  if (e == nullptr || e->pathList == nullptr) return 0;
+  intptr_t element = mlistNth(e->pathList, index);
+  if (code != nullptr) *code = static_cast<int>(element < 0 ? -element : element);
+  if (flag != nullptr) *flag = element < 0 ? 1 : 0;
+  return 1;
+}
+
+int ddBuildPath(int start, int target) {
+  int counter = 0;
+  ddSchema *e = ddGetSchema(target);
+  int first = 0;
+  if (ddGetNthParent(start, target, 0, &first, nullptr) == 1) {
+    if (first == start) return mlistCount(e->pathList);
+    mlistFree(e->pathList);
+    e->pathList = nullptr;
+  }
+  mlist *list = ddFindPath(start, target, start, nullptr, &counter);
+  if (list != nullptr) {
+    if (e != nullptr)
+      e->pathList = list;
+    else
+      mlistFree(list);
+  }
+  return counter;
+}
+
+int ddFindFieldParent(int code) {
+  int index;
+  ddSite *site;
+  if (ddDecodeCode(code, &index, &site) == DD_KIND_NONE) return 0;
+  for (int i = 0; site->recordTable != nullptr && i < site->recordCount; i++)
+    if (ddFindFieldInRecord(&site->recordTable[i], code) != nullptr)
+      return site->recordTable[i].head.code;
+  return 0;
+}

@@ -1,0 +1,90 @@
+/*
+** Inside the schema store: field tables and their deferred layout, and the
+** path search over fields and extensions (apidd2). Nothing here is exported.
+**
+** Choices made where the specification leaves a point open:
+**
+** - In-line cycles. A record that holds itself in line, directly or through
+**   other records (slots of kind 0 or 2), is laid out with a list of the
+**   records "on the way": ddPackFields puts its record on the list while it
+**   measures the slots, and ddSizeOfCode gives 0 for a record that is on the
+**   list and still has length 0. So the slot that closes the cycle takes 0
+**   bytes, every other slot is measured as usual, and the pass ends.
+** - Follow queries. ddIsFieldFollowInLine and ddIsFieldFollowPointer keep a
+**   set of the records already entered during one query and do not enter a
+**   record twice; a record entered before either is on the way or has been
+**   searched in full without a hit, so the answer is the one the plain
+**   search would give on an acyclic schema, and 0 for a field that is not
+**   reachable. ddIsFieldFollowAll keeps one such set per kind of hop.
+** - A slot of a compiled table whose kind is none of 0, 1 and 2 takes 0
+**   bytes: it gets the running offset as its own, and the next slot lies at
+**   the same offset.
+** - A table handed to ddSetField or ddSetUnpackedField (or a link array to
+**   ddSetParent and its sisters) may be the record's own live table, or a
+**   part of it: the new copy is made before the old block is released.
+** - A negative count is refused by ddReplaceFieldTable (and by the link
+**   setters) like a count that does not match its array; the old table stays.
+** - ddReplaceFieldTable releases the old table with ddReleaseBlock, which
+**   frees only blocks the store registered with ddOwnBlock; a compiled
+**   library's table is let go without being freed.
+** - MTYPE_TEXT. A data definition whose length is -1 (MTYPE_TEXT) is
+**   measured as stored, as described: the field pulls the running offset back
+**   by 1 (or by its arrayCount), so a packed record holding only such a field
+**   reports a length of -1. Nothing allocates or indexes by these lengths, so
+**   nothing crashes; sums wrap as unsigned 32-bit numbers, never overflow.
+** - Paths. ddFindPath keeps a set of the records entered during one search
+**   and gives null for a record entered before: one on the way, or one whose
+**   search ended without a hit (which would end so again, since whether a
+**   record leads to the target does not depend on how it was reached). So
+**   the first hit in the described order is found, and the search ends on
+**   records that reach each other through pointers, structures or
+**   extensions. A start record without a field table ends the search before
+**   its extensions, as described (both pointers are null in step 1).
+*/
+#ifndef RKDD_STORE_DDFIELD_H
+#define RKDD_STORE_DDFIELD_H
+
+#include "ddstore.h"
+
+struct mlist;
+
+/* Non-zero while fix-ups are cached (ddCacheFixups). */
+extern int ddFixupCaching;
+/* Non-zero while layouts are stale (ddMarkFixup sets, ddFixup clears). */
+extern int ddFixupPending;
+
+/* The slot's kind, a signed 10-bit number from bits 6-15 of its bit word. */
+int ddFieldKind(const ddField *slot);
+/* The slot's bitPos, bits 0-5. */
+int ddFieldBitPos(const ddField *slot);
+/* Overwrites bits 6-15 with kind, keeping every other bit. */
+void ddSetFieldKind(ddField *slot, int kind);
+
+/* Layouts are stale: runs ddFixup at once unless caching. */
+void ddMarkFixup(int code);
+
+/* The first slot of record code holding fieldCode, or null. */
+ddField *ddFindField(int code, int fieldCode);
+/* The first slot of the entry holding fieldCode, or null. */
+ddField *ddFindFieldInRecord(ddRSchema *record, int fieldCode);
+
+/* 1 when every slot names a definition (and, with refusePacked, none that is
+** packed); a count of 0 passes whatever the array. */
+int ddCheckFieldTable(const ddField *fields, int count, int refusePacked);
+/* Replaces the record's table with a store-owned copy; 0 when refused. */
+int ddReplaceFieldTable(ddRSchema *record, const ddField *fields, int count);
+
+/* Bytes the slot takes in its record. */
+int ddFieldSize(const ddField *slot);
+/* Lays the record's slots out one after another; gives the sum. */
+int ddPackFields(ddRSchema *record);
+/* Bytes of one whole value of that code, arrayCount included. */
+int ddSizeOfCode(int code);
+
+/* The search of Part 2.6: a new path list, or null. */
+struct mlist *ddFindPath(int record, int target, int owner, const ddField *callerFields,
+                         int *counter);
+/* Makes the first element of the list negative if it is positive. */
+void ddMarkExtensionHop(struct mlist *list);
+
+#endif
