@@ -46,7 +46,8 @@ TEST(Buffer, NameSpaces) {
   EXPECT_EQ(ddBufferAddItem(&b, 6, &b.structs, "x", 0), nullptr);
   EXPECT_EQ(ddBufferAddItem(&b, 1, &b.structs, "x", 0), nullptr);
   EXPECT_EQ(testing::internal::GetCapturedStdout(),
-            "ERROR: Internal error.\nERROR: Internal error.\nERROR: Internal error.\nERROR: Internal error.\n");
+            "ERROR: Internal error.\nERROR: Internal error.\nERROR: Internal error.\nERROR: "
+            "Internal error.\n");
 }
 
 TEST(Buffer, OrderAndNumbering) {

@@ -51,7 +51,9 @@ template <class T = ddBufKey> std::vector<T *> all(intptr_t set) {
   return out;
 }
 
-template <class T> T *find(const char *name, intptr_t set) { return static_cast<T *>(ddBufferFindName(name, set)); }
+template <class T> T *find(const char *name, intptr_t set) {
+  return static_cast<T *>(ddBufferFindName(name, set));
+}
 
 /* ddReadList on text: result, items joined by '|', output, and the rest. */
 struct List {
@@ -147,7 +149,8 @@ TEST(Reader, ListsCommentsAndQuotes) {
       {"{a,}", "{,}", 1, "a|", "", ""},
       {"{ a ,, b c }; ;\n x", "{,}", 1, "a||b c", "", "x"},
       {"{a/*c*/b, a /*c*/ b}", "{,}", 1, "ab|a b", "", ""},
-      {"{X=a/b, Y=\"a/b,}\"}", "{,}", 1, "X=ab|Y=\"a/b,}\"", "ERROR: Only comments can start with '/'\n", ""},
+      {"{X=a/b, Y=\"a/b,}\"}", "{,}", 1, "X=ab|Y=\"a/b,}\"",
+       "ERROR: Only comments can start with '/'\n", ""},
       {"{\"a\\\"b\", \"x\\\n    y\"}", "{,}", 1, "\"a\\\"b\"|\"x\\y\"", "", ""},
       {"{a; b} }", "{,}", 1, "a; b", "", "}"},
       {"x}", "{,}", 0, "", kErr.c_str(), "x}"},
@@ -182,10 +185,17 @@ TEST(Reader, SplitOption) {
   struct Case {
     const char *item, *key, *value;
   } cases[] = {
-      {"LEN = 32", "LEN", "32"}, {"LEN=32", "LEN", "32"}, {"LEN  32", "LEN", "32"},
-      {"KEY=1=2", "KEY", "1=2"}, {"NODISP", "NODISP", ""}, {"2D=\"a b\"", "2D", "\"a b\""},
-      {"A_B=3", "", ""},         {"Key=1", "", ""},        {"LEN=", "", ""},
-      {"", "", ""},              {"=5", "", ""},
+      {"LEN = 32", "LEN", "32"},
+      {"LEN=32", "LEN", "32"},
+      {"LEN  32", "LEN", "32"},
+      {"KEY=1=2", "KEY", "1=2"},
+      {"NODISP", "NODISP", ""},
+      {"2D=\"a b\"", "2D", "\"a b\""},
+      {"A_B=3", "", ""},
+      {"Key=1", "", ""},
+      {"LEN=", "", ""},
+      {"", "", ""},
+      {"=5", "", ""},
   };
   for (const Case &c : cases) {
     char key[DD_OPTION_SIZE] = "junk", value[DD_OPTION_SIZE] = "junk";
@@ -194,20 +204,24 @@ TEST(Reader, SplitOption) {
     std::string out = testing::internal::GetCapturedStdout();
     EXPECT_STREQ(key, c.key) << c.item;
     EXPECT_STREQ(value, c.value) << c.item;
-    EXPECT_EQ(out, *c.key ? "" : "ERROR: Optional argument parsing: \"" + std::string(c.item) + "\"\n");
+    EXPECT_EQ(out,
+              *c.key ? "" : "ERROR: Optional argument parsing: \"" + std::string(c.item) + "\"\n");
   }
 }
 
 TEST(Reader, DataAndRecordOptions) {
   Read r = readText(
-      "dataDef t { rktype_text, DEF=abc, MSG=\"Area, name\", LABEL=l, SITE=s, XCODE=x, VER=70000, KEY=2,\n"
+      "dataDef t { rktype_text, DEF=abc, MSG=\"Area, name\", LABEL=l, SITE=s, XCODE=x, VER=70000, "
+      "KEY=2,\n"
       "  ACNT=3, LEN=8, NODISP=0, NOEDIT, NOSEARCH, ENUM, LABEL=second }\n"
       "dataDef f { MTYPE_FLOAT, MIN=abc, MAX=2.5, DEF=1.5, LEN=12abc, LABEL }\n"
       "dataDef n { rktype_text } dataDef z { rktype_text, LEN } dataDef m { rktype_ival, LEN=-1 }\n"
       "dataDef q { nothing, LEN=\"32\", LABEL=, PREFIX=p, }\n"
       "dataDef e {} dataDef f { rktype_ival }\n"
-      "recordDef R { rktype_rec, LEV=3 } recordDef T { MTYPE_INT } recordDef U { rktype_rec, RK_NULL, LEV=level }\n"
-      "recordDef S { bogus, rkNULL, LEV=IFACELVL, PARENT=P, CHILD=C, ALIAS=A, ACNT=2, KEY=1, NODISP,\n"
+      "recordDef R { rktype_rec, LEV=3 } recordDef T { MTYPE_INT } recordDef U { rktype_rec, "
+      "RK_NULL, LEV=level }\n"
+      "recordDef S { bogus, rkNULL, LEV=IFACELVL, PARENT=P, CHILD=C, ALIAS=A, ACNT=2, KEY=1, "
+      "NODISP,\n"
       "  NOEDIT, NOSEARCH, LABEL=l, MSG=m, SITE=s, VER=65537, XCODE=x, PREFIX=pf, LEN=1 }\n"
       "dataDef R { rktype_ival } recordDef t { rktype_rec, rkNULL }\n");
   EXPECT_EQ(r.result, 1);
@@ -233,8 +247,10 @@ TEST(Reader, DataAndRecordOptions) {
   EXPECT_STREQ(t->xcode, "x");
   EXPECT_TRUE(t->ver == 4464 && t->key == 2 && t->acnt == 3 && t->len == 8);
   auto *f = find<ddBufData>("f", r.buf.dataByName);
-  EXPECT_TRUE(f->minSet && f->min == 0.0f && f->maxSet && f->max == 2.5f && f->defSet && f->defVal == 1.5f);
-  EXPECT_TRUE(f->len == 12 && f->defStr == nullptr && f->disp && f->edit && f->search && !f->isEnum);
+  EXPECT_TRUE(f->minSet && f->min == 0.0f && f->maxSet && f->max == 2.5f && f->defSet &&
+              f->defVal == 1.5f);
+  EXPECT_TRUE(f->len == 12 && f->defStr == nullptr && f->disp && f->edit && f->search &&
+              !f->isEnum);
   EXPECT_STREQ(f->label, "");
   EXPECT_EQ(find<ddBufData>("n", r.buf.dataByName)->len, 1);
   EXPECT_EQ(find<ddBufData>("z", r.buf.dataByName)->len, 0);
@@ -251,21 +267,23 @@ TEST(Reader, DataAndRecordOptions) {
   auto *U = find<ddBufRecord>("U", r.buf.recordByName);
   EXPECT_TRUE(U->structName == nullptr && U->lev == 225 && U->type == 14);
   auto *S = find<ddBufRecord>("S", r.buf.recordByName);
-  EXPECT_TRUE(S->structName == nullptr && S->lev == 3 && S->acnt == 2 && S->key == 1 && S->ver == 1);
+  EXPECT_TRUE(S->structName == nullptr && S->lev == 3 && S->acnt == 2 && S->key == 1 &&
+              S->ver == 1);
   EXPECT_TRUE(!S->disp && !S->edit && !S->search && S->number == 3);
-  const char *texts[][2] = {{S->parentName, "P"}, {S->childName, "C"}, {S->aliasName, "A"}, {S->label, "l"},
-                            {S->msg, "m"},        {S->site, "s"},      {S->xcode, "x"},     {S->prefix, "pf"}};
+  const char *texts[][2] = {{S->parentName, "P"}, {S->childName, "C"}, {S->aliasName, "A"},
+                            {S->label, "l"},      {S->msg, "m"},       {S->site, "s"},
+                            {S->xcode, "x"},      {S->prefix, "pf"}};
   for (auto &t : texts) EXPECT_STREQ(t[0], t[1]);
   EXPECT_EQ(all(r.buf.recordByNumber).size(), 4u);
 }
 
 TEST(Reader, StructsAndLists) {
-  Read r = readText(
-      "struct H /* c */ (SN=sn, UN=un, LEN=12, BAD) { x, PAD=4; y; z, SHARE=no; w, PTR=0, BIT=3, OFF=8, FN=f, NO;\n"
-      "  a PTR; p, PAD; p, PAD=0; p, PAD=-3; y; };;\n"
-      "struct E { } struct P ( ) { }\n"
-      "parent L { a, b; c; } child L { } alias L { x; x; }\n"
-      "describe R { } describe D {//x\n t\n }\n define X \"a b\"\n");
+  Read r = readText("struct H /* c */ (SN=sn, UN=un, LEN=12, BAD) { x, PAD=4; y; z, SHARE=no; w, "
+                    "PTR=0, BIT=3, OFF=8, FN=f, NO;\n"
+                    "  a PTR; p, PAD; p, PAD=0; p, PAD=-3; y; };;\n"
+                    "struct E { } struct P ( ) { }\n"
+                    "parent L { a, b; c; } child L { } alias L { x; x; }\n"
+                    "describe R { } describe D {//x\n t\n }\n define X \"a b\"\n");
   EXPECT_EQ(r.result, 0);
   const std::string pad = "WARNING: Value for PAD must be greater than 0.\n\tSetting to 1.\n";
   EXPECT_EQ(r.out, "ILLEGAL OPTION! \"BAD\"\nUNRECOGNIZED OPTION! \"NO\"\n" + pad + pad + pad +
@@ -318,8 +336,10 @@ TEST(Reader, FilesAndCommandLoop) {
   ddBufferInit(&b);
   testing::internal::CaptureStdout();
   EXPECT_EQ(ddReadSchemaFile("/nonexistent/schema.txt", &b), 0);
-  EXPECT_EQ(ddReadSchemaFile(testing::TempDir().c_str(), &b), 0); /* a directory reads with an error */
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), "\nFile open failure, error 0\n\nFile open failure, error 1\n");
+  EXPECT_EQ(ddReadSchemaFile(testing::TempDir().c_str(), &b),
+            0); /* a directory reads with an error */
+  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+            "\nFile open failure, error 0\n\nFile open failure, error 1\n");
   for (const char *text : {"", " \n\t", "// x\n/* y **/ \n", "/* open", "// x", "/"}) {
     Read r = readText(text);
     EXPECT_EQ(r.result, 1) << text;
@@ -331,7 +351,8 @@ TEST(Reader, FilesAndCommandLoop) {
   EXPECT_EQ(r.out, kErr + "ERROR: Type for \"a{\" unknown!  Using rktype_ival.\n"
                           "Unrecognized command: \"rktype_ival\"\nAborted.\n\n");
   /* A comment may follow a list's '}', but a ';' behind it is a command. */
-  EXPECT_EQ(readText("dataDef a {rktype_ival} // c\n ;").out, "Unrecognized command: \";\"\nAborted.\n\n");
+  EXPECT_EQ(readText("dataDef a {rktype_ival} // c\n ;").out,
+            "Unrecognized command: \";\"\nAborted.\n\n");
   EXPECT_EQ(readText("parent P { a; } // c\n ;").result, 1);
 }
 
@@ -343,8 +364,10 @@ TEST(Reader, EndOfInputEndsTheRead) {
       {"dataDef", "ERROR: No name behind \"dataDef\" at the end of the file.\n"},
       {"struct /* c */ ", "ERROR: No name behind \"struct\" at the end of the file.\n"},
       {"dataDef X", kErr + "ERROR: Type for \"X\" unknown!  Using rktype_ival.\n"},
-      {"dataDef X { MTYPE_CHAR, LEN=3", kErr + "ERROR: Type for \"X\" unknown!  Using rktype_ival.\n"},
-      {"recordDef X { rktype_rec, \"S", kErr + "ERROR: Type for \"X\" unknown!  Using rktype_rec.\n"},
+      {"dataDef X { MTYPE_CHAR, LEN=3",
+       kErr + "ERROR: Type for \"X\" unknown!  Using rktype_ival.\n"},
+      {"recordDef X { rktype_rec, \"S",
+       kErr + "ERROR: Type for \"X\" unknown!  Using rktype_rec.\n"},
       {"struct S", kErr},
       {"struct S (LEN=1", kErr},
       {"struct S { a; b, PTR", kErr},
@@ -380,10 +403,13 @@ TEST(Reader, TextLimits) {
   for (size_t over : {0, 1, 3000}) {
     std::string name(99 + over, 'n'), label = "LABEL=" + std::string(93 + over, 'l');
     std::string text(4095 + over, 't'), value(4095 + over, 'v');
-    Read r = readText("define " + name + " v dataDef d {rktype_ival," + label + "}\n"
-                      "describe D {" + text + "} define V " + value + " define Z z");
+    Read r = readText("define " + name + " v dataDef d {rktype_ival," + label +
+                      "}\n"
+                      "describe D {" +
+                      text + "} define V " + value + " define Z z");
     EXPECT_EQ(r.result, 1);
-    EXPECT_EQ(r.out, over ? cut(name, 99) + cut(label, 99) + cut(text, 4095) + cut(value, 4095) : "");
+    EXPECT_EQ(r.out,
+              over ? cut(name, 99) + cut(label, 99) + cut(text, 4095) + cut(value, 4095) : "");
     EXPECT_STREQ(find<ddBufDefine>(name.substr(0, 99).c_str(), r.buf.defines)->value, "v");
     EXPECT_EQ(find<ddBufData>("d", r.buf.dataByName)->label, label.substr(6, 93));
     EXPECT_EQ(find<ddBufDescribe>("D", r.buf.describes)->text, text.substr(0, 4095));
@@ -422,8 +448,9 @@ TEST(Reader, FieldCountStaysWithinItsByte) {
 
 TEST(Reader, ReleasesWhatItDoesNotKeep) {
   long before = UZA_liveBlocks("ddread1");
-  Read r = readText("dataDef a {rktype_ival, KEY=1, LABEL=x, LABEL=y} struct S (LEN=2) { a, BIT=1; }\n"
-                    "parent P { a, b; } define X v describe D { d }");
+  Read r =
+      readText("dataDef a {rktype_ival, KEY=1, LABEL=x, LABEL=y} struct S (LEN=2) { a, BIT=1; }\n"
+               "parent P { a, b; } define X v describe D { d }");
   EXPECT_EQ(r.result, 1);
   EXPECT_EQ(UZA_liveBlocks("ddread1") - before, 3); /* label y, value v, text d */
 }
@@ -437,10 +464,12 @@ TEST(Reader, MalformedFilesEnd) {
     EXPECT_TRUE(r.result == 0 || r.result == 1);
   }
   std::mt19937 random(5);
-  const std::string_view pieces[] = {"{", "}", "(", ")", ",", ";", "=", "/", "*", "\"", "\\", " ", "\n",
-                                     "a", "LEN", "PAD=0", "\xff", std::string_view("\0", 1), "dataDef x",
-                                     "recordDef r", "struct s", "parent p", "describe d", "define e",
-                                     "rktype_text"};
+  const std::string_view pieces[] = {
+      "{",          "}",           "(",        ")",        ",",          ";",
+      "=",          "/",           "*",        "\"",       "\\",         " ",
+      "\n",         "a",           "LEN",      "PAD=0",    "\xff",       std::string_view("\0", 1),
+      "dataDef x",  "recordDef r", "struct s", "parent p", "describe d", "define e",
+      "rktype_text"};
   for (int file = 0; file < 300; file++) {
     std::string text;
     for (int i = random() % 200; i > 0; i--) text += pieces[random() % std::size(pieces)];

@@ -119,7 +119,7 @@ typedef struct ddBufMember {
 
 typedef struct ddBufCodeList {
   char *name;
-  int32_t count; /* items so far: the index of the next one */
+  int32_t count;  /* items so far: the index of the next one */
   intptr_t items; /* ddBufCodeItem items by index */
 } ddBufCodeList;
 
@@ -156,8 +156,7 @@ void *ddBufferAddName(ddBuffer *buffer, int kind, const char *name);
 /* A new member (kind 2) or list item (3 to 5) in the set at *owner, with a
 ** copy of name and the index; null only for another kind. Names are not
 ** looked up, so one may stand twice. */
-void *ddBufferAddItem(ddBuffer *buffer, int kind, intptr_t *owner, const char *name,
-                      int32_t index);
+void *ddBufferAddItem(ddBuffer *buffer, int kind, intptr_t *owner, const char *name, int32_t index);
 /* Gives the data item (kind 0) or record (1) of that name its number and
 ** puts it in the number set. 0 for another kind, an unknown name, or a
 ** number already taken. */

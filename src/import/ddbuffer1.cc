@@ -14,12 +14,12 @@
 #include "support/rkmem.h"
 
 /* The compare functions read every record through ddBufKey. */
-#define DDBUF_KEYED(T)                                                                   \
-  static_assert(offsetof(T, name) == offsetof(ddBufKey, name));                          \
+#define DDBUF_KEYED(T)                                                                             \
+  static_assert(offsetof(T, name) == offsetof(ddBufKey, name));                                    \
   static_assert(std::is_same_v<decltype(T::name), char *>)
-#define DDBUF_NUMBERED(T, field)                                                         \
-  DDBUF_KEYED(T);                                                                        \
-  static_assert(offsetof(T, field) == offsetof(ddBufKey, number));                       \
+#define DDBUF_NUMBERED(T, field)                                                                   \
+  DDBUF_KEYED(T);                                                                                  \
+  static_assert(offsetof(T, field) == offsetof(ddBufKey, number));                                 \
   static_assert(std::is_same_v<decltype(T::field), int32_t>)
 DDBUF_NUMBERED(ddBufData, number);
 DDBUF_NUMBERED(ddBufRecord, number);
@@ -40,9 +40,9 @@ struct NameKind {
   size_t size;
 };
 constexpr NameKind kNameKinds[] = {
-    {&ddBuffer::dataByName, sizeof(ddBufData)},   {&ddBuffer::recordByName, sizeof(ddBufRecord)},
-    {&ddBuffer::structs, sizeof(ddBufStruct)},    {&ddBuffer::aliases, sizeof(ddBufCodeList)},
-    {&ddBuffer::parents, sizeof(ddBufCodeList)},  {&ddBuffer::children, sizeof(ddBufCodeList)},
+    {&ddBuffer::dataByName, sizeof(ddBufData)},    {&ddBuffer::recordByName, sizeof(ddBufRecord)},
+    {&ddBuffer::structs, sizeof(ddBufStruct)},     {&ddBuffer::aliases, sizeof(ddBufCodeList)},
+    {&ddBuffer::parents, sizeof(ddBufCodeList)},   {&ddBuffer::children, sizeof(ddBufCodeList)},
     {&ddBuffer::describes, sizeof(ddBufDescribe)}, {&ddBuffer::defines, sizeof(ddBufDefine)},
 };
 constexpr int kNameKindCount = sizeof kNameKinds / sizeof kNameKinds[0];
@@ -88,8 +88,7 @@ void *ddBufferFindNumber(int32_t number, intptr_t set) {
 
 void *ddBufferAddName(ddBuffer *buffer, int kind, const char *name) {
   if (kind == DDBUF_DATA || kind == DDBUF_RECORD) {
-    if (ddBufferFindName(name, buffer->dataByName) ||
-        ddBufferFindName(name, buffer->recordByName))
+    if (ddBufferFindName(name, buffer->dataByName) || ddBufferFindName(name, buffer->recordByName))
       return nullptr;
   } else if (kind >= 0 && kind < kNameKindCount) {
     if (ddBufferFindName(name, buffer->*kNameKinds[kind].set)) return nullptr;

@@ -7,8 +7,8 @@
 #include "ddread.h"
 
 #include <cfloat>
-#include <cstddef>
 #include <cmath>
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -49,12 +49,16 @@ struct Gather {
   bool cut = false;
 
   void add(int c) {
-    if (len < size - 1) data[len++] = static_cast<char>(c);
-    else cut = true;
+    if (len < size - 1)
+      data[len++] = static_cast<char>(c);
+    else
+      cut = true;
   }
   void finish() {
     data[len] = 0;
-    if (cut) std::printf("ERROR: \"%.20s...\" is longer than %d characters; the rest is skipped.\n", data, size - 1);
+    if (cut)
+      std::printf("ERROR: \"%.20s...\" is longer than %d characters; the rest is skipped.\n", data,
+                  size - 1);
   }
 };
 
@@ -104,7 +108,8 @@ template <class E> struct Option {
 };
 
 /* Applies the row of key, or gives false when no row has it. */
-template <class E, size_t N> bool applyOption(const Option<E> (&table)[N], E *entry, const char *key, const char *value) {
+template <class E, size_t N>
+bool applyOption(const Option<E> (&table)[N], E *entry, const char *key, const char *value) {
   for (const Option<E> &row : table)
     if (row.key == key) {
       row.apply(entry, value);
@@ -132,8 +137,10 @@ constexpr Option<ddBufData> kDataOptions[] = {
     {"ACNT", optAcnt<ddBufData>},
     {"DEF",
      [](ddBufData *d, const char *v) {
-       if (d->type == kTextType) setText(d->defStr, v);
-       else d->defVal = toFloat(v);
+       if (d->type == kTextType)
+         setText(d->defStr, v);
+       else
+         d->defVal = toFloat(v);
        d->defSet = 1;
      }},
     {"MIN",
@@ -200,7 +207,8 @@ constexpr Option<ddBufMember> kMemberOptions[] = {
 /* Splits items[first..count) and applies each to entry through table; a key
 ** in no row gets the message of unknown, with the key. */
 template <class E, size_t N>
-void applyOptions(const Option<E> (&table)[N], E *entry, int first, int count, char **items, const char *unknown) {
+void applyOptions(const Option<E> (&table)[N], E *entry, int first, int count, char **items,
+                  const char *unknown) {
   char key[DD_OPTION_SIZE], value[DD_OPTION_SIZE];
   for (int i = first; i < count; i++) {
     ddSplitOption(items[i], key, value);
@@ -237,9 +245,9 @@ struct Command {
 };
 
 constexpr Command kCommands[] = {
-    {"dataDef", ddReadDataDef, nullptr}, {"recordDef", ddReadRecordDef, nullptr},
-    {"struct", nullptr, ddReadStruct},   {"parent", nullptr, ddReadParent},
-    {"child", nullptr, ddReadChild},     {"alias", nullptr, ddReadAlias},
+    {"dataDef", ddReadDataDef, nullptr},   {"recordDef", ddReadRecordDef, nullptr},
+    {"struct", nullptr, ddReadStruct},     {"parent", nullptr, ddReadParent},
+    {"child", nullptr, ddReadChild},       {"alias", nullptr, ddReadAlias},
     {"describe", nullptr, ddReadDescribe}, {"define", nullptr, ddReadDefine},
 };
 
@@ -313,7 +321,8 @@ int ddReadList(ddStream *s, int *count, char **items, const char *stops) {
   Gather item{work, DD_ITEM_SIZE};
   bool dropped = false;
   for (;;) {
-    for (int c; (c = peek(s)) != kEnd && c != separator && c != terminator && c != '/' && c != '=' && c != '"';)
+    for (int c; (c = peek(s)) != kEnd && c != separator && c != terminator && c != '/' &&
+                c != '=' && c != '"';)
       item.add(*s->at++);
     if (take(s, '=')) item.add('=');
     if (take(s, '"')) {
@@ -364,10 +373,12 @@ void ddFreeList(int *count, char **items) { releaseItems(count, items); }
 void ddSplitOption(const char *item, char *key, char *value) {
   std::string_view text(item ? item : "");
   size_t keyLen = 0;
-  while (keyLen < text.size() && ((text[keyLen] >= 'A' && text[keyLen] <= 'Z') || (text[keyLen] >= '0' && text[keyLen] <= '9')))
+  while (keyLen < text.size() && ((text[keyLen] >= 'A' && text[keyLen] <= 'Z') ||
+                                  (text[keyLen] >= '0' && text[keyLen] <= '9')))
     keyLen++;
   size_t gap = 0;
-  while (keyLen + gap < text.size() && (text[keyLen + gap] == '=' || isBlank(text[keyLen + gap]))) gap++;
+  while (keyLen + gap < text.size() && (text[keyLen + gap] == '=' || isBlank(text[keyLen + gap])))
+    gap++;
   std::string_view rest = text.substr(keyLen + gap);
   /* A separator needs text behind it, and text needs a separator before it. */
   if (keyLen == 0 || (gap > 0) != !rest.empty()) {
@@ -446,7 +457,9 @@ int ddReadDataDef(ddBuffer *buffer, const char *name, int count, char **items) {
   d->disp = d->edit = d->search = 1;
   applyOptions(kDataOptions, d, 1, count, items, "UNRECOGNIZED OPTION! \"%s\"\n");
   if (d->len == -1) {
-    std::printf("ERROR: Size for rktype_text type not specified!\n\tSpecify LEN parameter for \"%s\".\n", name);
+    std::printf(
+        "ERROR: Size for rktype_text type not specified!\n\tSpecify LEN parameter for \"%s\".\n",
+        name);
     d->len = 1;
   }
   ddBufferNumber(buffer, DDBUF_DATA, name, buffer->nextDataNumber++);
@@ -508,12 +521,14 @@ int ddReadMember(ddBuffer *buffer, ddBufStruct *owner, int count, char **items) 
   applyOptions(kMemberOptions, &scratch, 1, count, items, "UNRECOGNIZED OPTION! \"%s\"\n");
   bool counted = !scratch.share && !scratch.pad;
   if (counted && owner->memberCount == UINT8_MAX) {
-    std::printf("ERROR: \"%s\" has %d fields already; member \"%s\" is skipped.\n", owner->name, UINT8_MAX, items[0]);
+    std::printf("ERROR: \"%s\" has %d fields already; member \"%s\" is skipped.\n", owner->name,
+                UINT8_MAX, items[0]);
     if (scratch.fn) rkFree(scratch.fn);
     return 0;
   }
   /* A name may stand twice: each stays, with an index of its own. */
-  auto *m = static_cast<ddBufMember *>(ddBufferAddItem(buffer, DDBUF_STRUCT, &owner->members, items[0], owner->nextIndex++));
+  auto *m = static_cast<ddBufMember *>(
+      ddBufferAddItem(buffer, DDBUF_STRUCT, &owner->members, items[0], owner->nextIndex++));
   scratch.name = m->name;
   scratch.index = m->index;
   *m = scratch;
@@ -523,9 +538,15 @@ int ddReadMember(ddBuffer *buffer, ddBufStruct *owner, int count, char **items) 
 
 /* ---- parent, child, alias, describe, define ----------------------------- */
 
-int ddReadParent(ddBuffer *buffer, ddStream *s, const char *name) { return readCodeList(buffer, s, name, DDBUF_PARENT); }
-int ddReadChild(ddBuffer *buffer, ddStream *s, const char *name) { return readCodeList(buffer, s, name, DDBUF_CHILD); }
-int ddReadAlias(ddBuffer *buffer, ddStream *s, const char *name) { return readCodeList(buffer, s, name, DDBUF_ALIAS); }
+int ddReadParent(ddBuffer *buffer, ddStream *s, const char *name) {
+  return readCodeList(buffer, s, name, DDBUF_PARENT);
+}
+int ddReadChild(ddBuffer *buffer, ddStream *s, const char *name) {
+  return readCodeList(buffer, s, name, DDBUF_CHILD);
+}
+int ddReadAlias(ddBuffer *buffer, ddStream *s, const char *name) {
+  return readCodeList(buffer, s, name, DDBUF_ALIAS);
+}
 
 int ddReadDescribe(ddBuffer *buffer, ddStream *s, const char *name) {
   auto *d = static_cast<ddBufDescribe *>(ddBufferAddName(buffer, DDBUF_DESCRIBE, name));
