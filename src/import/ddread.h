@@ -1,0 +1,72 @@
+/*
+** The schema text reader: the scanner shared by all commands (blanks,
+** comments, lists, options), the command loop, and the eight command
+** handlers that fill a ddBuffer. Nothing here touches the schema store.
+*/
+#ifndef RKDD_IMPORT_DDREAD_H
+#define RKDD_IMPORT_DDREAD_H
+
+#include "import/ddbuffer.h"
+
+/* Buffer sizes, terminator included. Longer text is cut to size - 1
+** characters, the rest of it is skipped, and one "ERROR: ..." line says so;
+** items past the 50th of a list are skipped the same way. */
+enum {
+  DD_WORD_SIZE = 100,   /* command word, name behind it */
+  DD_ITEM_SIZE = 100,   /* one list item, before trimming */
+  DD_LIST_SLOTS = 50,   /* items of one list */
+  DD_OPTION_SIZE = 100, /* key and value of ddSplitOption */
+  DD_TEXT_SIZE = 4096,  /* describe text, define value */
+};
+
+/* A schema text held in memory and the position of the next character. */
+typedef struct ddStream {
+  const char *at;
+  const char *end;
+} ddStream;
+
+/* Reads the file at path into buffer. 1 when the file was read to its end,
+** 0 when it did not open or held a word that is no command (what was read
+** before stays in the buffer). */
+int ddReadSchemaFile(const char *path, ddBuffer *buffer);
+
+/* Skips blank characters (blank, tab, newline, carriage return) and
+** comments, reporting a '/' that starts none. */
+void ddSkipSpace(ddStream *stream);
+/* Takes c if it is the next character behind blanks and comments, and skips
+** blanks and comments behind it either way. 1 when c was taken. */
+int ddExpectChar(ddStream *stream, char c);
+
+/* Reads a list shaped by stops (opener or blank, separator, terminator) into
+** at most DD_LIST_SLOTS items, each a trimmed copy the caller releases with
+** ddFreeList. 0, with no items, when the opener is missing or the input ends
+** before the terminator. */
+int ddReadList(ddStream *stream, int *count, char **items, const char *stops);
+void ddFreeList(int *count, char **items);
+/* Splits an option item into key and value, buffers of DD_OPTION_SIZE. A
+** malformed item is reported and gives an empty key and value. */
+void ddSplitOption(const char *item, char *key, char *value);
+
+/* dataDef and recordDef: the list is already read; 1 when an entry was made,
+** 0 when the name was taken. A missing type keyword counts as unknown, and a
+** missing structure name as none. */
+int ddReadDataDef(ddBuffer *buffer, const char *name, int count, char **items);
+int ddReadRecordDef(ddBuffer *buffer, const char *name, int count, char **items);
+
+/* struct, and one member statement of it. ddReadStruct gives 1 when the body
+** was read to its '}', 0 when the name was taken (the body stays unread) or
+** the input ended inside it (what was read stands). */
+int ddReadStruct(ddBuffer *buffer, ddStream *stream, const char *name);
+int ddReadMember(ddBuffer *buffer, ddBufStruct *owner, int count, char **items);
+
+/* parent, child, alias: 1 when the body was read, 0 when the name was taken
+** or a statement gave no item (which the end of input causes). */
+int ddReadParent(ddBuffer *buffer, ddStream *stream, const char *name);
+int ddReadChild(ddBuffer *buffer, ddStream *stream, const char *name);
+int ddReadAlias(ddBuffer *buffer, ddStream *stream, const char *name);
+
+/* describe: 1 when a text was stored; define: 1 when a value was stored. */
+int ddReadDescribe(ddBuffer *buffer, ddStream *stream, const char *name);
+int ddReadDefine(ddBuffer *buffer, ddStream *stream, const char *name);
+
+#endif

@@ -1,0 +1,580 @@
+/*
+** The schema text reader: a cursor over the file's bytes, the shared scanning
+** steps (blanks, comments, lists, options), the command loop, and the handlers
+** of dataDef, recordDef, struct, parent, child, alias, describe and define.
+*/
+#define RK_SOURCE_NAME "ddread1"
+#include "ddread.h"
+
+#include <cfloat>
+#include <cmath>
+#include <cstddef>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <string_view>
+
+#include "import/ddutil.h"
+#include "support/rkmem.h"
+
+namespace {
+
+/* ---- Cursor ---------------------------------------------------------- */
+
+constexpr int kEnd = -1;
+
+int peek(const ddStream *s) { return s->at < s->end ? static_cast<unsigned char>(*s->at) : kEnd; }
+
+bool take(ddStream *s, int c) {
+  if (c == kEnd || peek(s) != c) return false;
+  s->at++;
+  return true;
+}
+
+/* Blank characters of the scanner, and the wider white space around words. */
+bool isBlank(int c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
+bool isWhite(int c) { return isBlank(c) || c == '\v' || c == '\f'; }
+
+void skipWhile(ddStream *s, bool (*keep)(int)) {
+  while (peek(s) != kEnd && keep(peek(s))) s->at++;
+}
+
+/* Text gathered into a fixed buffer: what does not fit is dropped, and
+** finish() reports it once. */
+struct Gather {
+  char *data;
+  int size;
+  int len = 0;
+  bool cut = false;
+
+  void add(int c) {
+    if (len < size - 1)
+      data[len++] = static_cast<char>(c);
+    else
+      cut = true;
+  }
+  void finish() {
+    data[len] = 0;
+    if (cut)
+      std::printf("ERROR: \"%.20s...\" is longer than %d characters; the rest is skipped.\n", data,
+                  size - 1);
+  }
+};
+
+/* A word as "%s" reads it: white space skipped, then up to the next white
+** space. False, with nothing read, at end of input. */
+bool readWord(ddStream *s, char *out, int size) {
+  skipWhile(s, isWhite);
+  if (peek(s) == kEnd) return false;
+  Gather word{out, size};
+  while (peek(s) != kEnd && !isWhite(peek(s))) word.add(*s->at++);
+  word.finish();
+  return true;
+}
+
+char *copyText(const char *text, size_t n) {
+  auto *copy = static_cast<char *>(rkAllocatez(n + 1));
+  std::memcpy(copy, text, n);
+  return copy;
+}
+char *copyText(const char *text) { return copyText(text, std::strlen(text)); }
+
+/* A repeated option replaces the earlier text, so that one is released. */
+void setText(char *&field, const char *value) {
+  if (field) rkFree(field);
+  field = copyText(value);
+}
+
+/* atoi and atof without their undefined cases: a number too large for an int
+** wraps as strtol's long does, one too large for a float becomes infinite. */
+int toInt(const char *v) { return static_cast<int>(std::strtol(v, nullptr, 10)); }
+float toFloat(const char *v) {
+  double d = std::strtod(v, nullptr);
+  if (std::fabs(d) > FLT_MAX && std::isfinite(d)) return d > 0 ? HUGE_VALF : -HUGE_VALF;
+  return static_cast<float>(d);
+}
+
+void releaseItems(int *count, char **items) {
+  for (int i = 0; i < *count; i++) rkFree(items[i]);
+  *count = 0;
+}
+
+/* ---- Option tables --------------------------------------------------- */
+
+template <class E> struct Option {
+  std::string_view key;
+  void (*apply)(E *entry, const char *value);
+};
+
+/* Applies the row of key, or gives false when no row has it. */
+template <class E, size_t N>
+bool applyOption(const Option<E> (&table)[N], E *entry, const char *key, const char *value) {
+  for (const Option<E> &row : table)
+    if (row.key == key) {
+      row.apply(entry, value);
+      return true;
+    }
+  return false;
+}
+
+/* Rows that data items and records share; their fields have the same names. */
+template <class E> void optAcnt(E *e, const char *v) { e->acnt = toInt(v); }
+template <class E> void optKey(E *e, const char *v) { e->key = toInt(v); }
+template <class E> void optNoDisp(E *e, const char *) { e->disp = 0; }
+template <class E> void optNoEdit(E *e, const char *) { e->edit = 0; }
+template <class E> void optNoSearch(E *e, const char *) { e->search = 0; }
+template <class E> void optLabel(E *e, const char *v) { setText(e->label, v); }
+template <class E> void optMsg(E *e, const char *v) { setText(e->msg, v); }
+template <class E> void optSite(E *e, const char *v) { setText(e->site, v); }
+template <class E> void optVer(E *e, const char *v) { e->ver = static_cast<uint16_t>(toInt(v)); }
+template <class E> void optXcode(E *e, const char *v) { setText(e->xcode, v); }
+
+constexpr int kTextType = 11;
+
+constexpr Option<ddBufData> kDataOptions[] = {
+    {"LEN", [](ddBufData *d, const char *v) { d->len = toInt(v); }},
+    {"ACNT", optAcnt<ddBufData>},
+    {"DEF",
+     [](ddBufData *d, const char *v) {
+       if (d->type == kTextType)
+         setText(d->defStr, v);
+       else
+         d->defVal = toFloat(v);
+       d->defSet = 1;
+     }},
+    {"MIN",
+     [](ddBufData *d, const char *v) {
+       d->min = toFloat(v);
+       d->minSet = 1;
+     }},
+    {"MAX",
+     [](ddBufData *d, const char *v) {
+       d->max = toFloat(v);
+       d->maxSet = 1;
+     }},
+    {"KEY", optKey<ddBufData>},
+    {"NODISP", optNoDisp<ddBufData>},
+    {"NOEDIT", optNoEdit<ddBufData>},
+    {"NOSEARCH", optNoSearch<ddBufData>},
+    {"LABEL", optLabel<ddBufData>},
+    {"MSG", optMsg<ddBufData>},
+    {"SITE", optSite<ddBufData>},
+    {"VER", optVer<ddBufData>},
+    {"XCODE", optXcode<ddBufData>},
+    {"ENUM", [](ddBufData *d, const char *) { d->isEnum = 1; }},
+};
+
+constexpr Option<ddBufRecord> kRecordOptions[] = {
+    {"LEV", [](ddBufRecord *r, const char *v) { r->lev = ddLevelFromName(v); }},
+    {"PARENT", [](ddBufRecord *r, const char *v) { setText(r->parentName, v); }},
+    {"CHILD", [](ddBufRecord *r, const char *v) { setText(r->childName, v); }},
+    {"ALIAS", [](ddBufRecord *r, const char *v) { setText(r->aliasName, v); }},
+    {"ACNT", optAcnt<ddBufRecord>},
+    {"KEY", optKey<ddBufRecord>},
+    {"NODISP", optNoDisp<ddBufRecord>},
+    {"NOEDIT", optNoEdit<ddBufRecord>},
+    {"NOSEARCH", optNoSearch<ddBufRecord>},
+    {"LABEL", optLabel<ddBufRecord>},
+    {"MSG", optMsg<ddBufRecord>},
+    {"SITE", optSite<ddBufRecord>},
+    {"VER", optVer<ddBufRecord>},
+    {"XCODE", optXcode<ddBufRecord>},
+    {"PREFIX", [](ddBufRecord *r, const char *v) { setText(r->prefix, v); }},
+};
+
+constexpr Option<ddBufStruct> kHeaderOptions[] = {
+    {"SN", [](ddBufStruct *s, const char *v) { setText(s->sn, v); }},
+    {"UN", [](ddBufStruct *s, const char *v) { setText(s->un, v); }},
+    {"LEN", [](ddBufStruct *s, const char *v) { s->len = toInt(v); }},
+};
+
+constexpr Option<ddBufMember> kMemberOptions[] = {
+    {"PTR", [](ddBufMember *m, const char *) { m->ptr = 1; }},
+    {"BIT", [](ddBufMember *m, const char *v) { m->bit = toInt(v); }},
+    {"OFF", [](ddBufMember *m, const char *v) { m->off = toInt(v); }},
+    {"FN", [](ddBufMember *m, const char *v) { setText(m->fn, v); }},
+    {"SHARE", [](ddBufMember *m, const char *) { m->share = 1; }},
+    {"PAD",
+     [](ddBufMember *m, const char *v) {
+       m->pad = toInt(v);
+       if (m->pad > 0) return;
+       std::printf("WARNING: Value for PAD must be greater than 0.\n\tSetting to 1.\n");
+       m->pad = 1;
+     }},
+};
+
+/* Splits items[first..count) and applies each to entry through table; a key
+** in no row gets the message of unknown, with the key. */
+template <class E, size_t N>
+void applyOptions(const Option<E> (&table)[N], E *entry, int first, int count, char **items,
+                  const char *unknown) {
+  char key[DD_OPTION_SIZE], value[DD_OPTION_SIZE];
+  for (int i = first; i < count; i++) {
+    ddSplitOption(items[i], key, value);
+    if (!applyOption(table, entry, key, value)) std::printf(unknown, key);
+  }
+}
+
+int readCodeList(ddBuffer *buffer, ddStream *s, const char *name, int kind) {
+  auto *list = static_cast<ddBufCodeList *>(ddBufferAddName(buffer, kind, name));
+  if (list == nullptr) {
+    std::printf("ERROR: \"%s\" already defined!", name);
+    return 0;
+  }
+  ddExpectChar(s, '{');
+  char *items[DD_LIST_SLOTS];
+  int count = 0;
+  while (!ddExpectChar(s, '}')) {
+    ddReadList(s, &count, items, " ,;");
+    if (count == 0) return 0; /* only the end of input leaves a statement empty */
+    /* A name may stand twice: each stays, with an index of its own. */
+    ddBufferAddItem(buffer, kind, &list->items, items[0], list->count++);
+    ddFreeList(&count, items);
+  }
+  skipWhile(s, [](int c) { return c == ';' || isBlank(c); });
+  return 1;
+}
+
+/* ---- Command loop ---------------------------------------------------- */
+
+struct Command {
+  std::string_view word;
+  int (*withList)(ddBuffer *, const char *, int, char **); /* list read here */
+  int (*withBody)(ddBuffer *, ddStream *, const char *);   /* reads its own body */
+};
+
+constexpr Command kCommands[] = {
+    {"dataDef", ddReadDataDef, nullptr},   {"recordDef", ddReadRecordDef, nullptr},
+    {"struct", nullptr, ddReadStruct},     {"parent", nullptr, ddReadParent},
+    {"child", nullptr, ddReadChild},       {"alias", nullptr, ddReadAlias},
+    {"describe", nullptr, ddReadDescribe}, {"define", nullptr, ddReadDefine},
+};
+
+struct FileCloser {
+  void operator()(FILE *f) const { std::fclose(f); }
+};
+struct BlockFree {
+  void operator()(char *p) const { rkFree(p); }
+};
+
+/* The whole file in one block (null for an empty file), its length in *n.
+** Sets *error to the stream's error flag after the read. */
+std::unique_ptr<char, BlockFree> loadFile(FILE *f, size_t *n, int *error) {
+  std::unique_ptr<char, BlockFree> data;
+  size_t cap = 0;
+  *n = 0;
+  char chunk[4096];
+  for (size_t got; (got = std::fread(chunk, 1, sizeof chunk, f)) > 0; *n += got) {
+    if (*n + got > cap) {
+      cap = (*n + got) * 2;
+      auto *grown = static_cast<char *>(rkAllocate(cap));
+      if (*n) std::memcpy(grown, data.get(), *n);
+      data.reset(grown);
+    }
+    std::memcpy(data.get() + *n, chunk, got);
+  }
+  *error = std::ferror(f);
+  return data;
+}
+
+} // namespace
+
+/* ---- Scanner --------------------------------------------------------- */
+
+void ddSkipSpace(ddStream *s) {
+  for (;;) {
+    skipWhile(s, isBlank);
+    if (!take(s, '/')) return;
+    if (take(s, '/')) {
+      skipWhile(s, [](int c) { return c != '\n' && c != '\r'; });
+    } else if (take(s, '*')) {
+      /* Ends behind the first star that a slash follows, or at end of input. */
+      do {
+        skipWhile(s, [](int c) { return c != '*'; });
+      } while (take(s, '*') && !take(s, '/'));
+    } else if (peek(s) != kEnd) {
+      std::printf("ERROR: Only comments can start with '/'\n");
+    }
+  }
+}
+
+int ddExpectChar(ddStream *s, char c) {
+  ddSkipSpace(s);
+  bool taken = take(s, static_cast<unsigned char>(c));
+  ddSkipSpace(s);
+  return taken;
+}
+
+int ddReadList(ddStream *s, int *count, char **items, const char *stops) {
+  const int opener = stops[0], separator = stops[1], terminator = stops[2];
+  *count = 0;
+  if (opener != ' ') {
+    if (!ddExpectChar(s, static_cast<char>(opener))) {
+      std::printf("ERROR: Cannot read list\n");
+      return 0;
+    }
+  } else {
+    ddSkipSpace(s);
+  }
+  char work[DD_ITEM_SIZE];
+  Gather item{work, DD_ITEM_SIZE};
+  bool dropped = false;
+  for (;;) {
+    for (int c; (c = peek(s)) != kEnd && c != separator && c != terminator && c != '/' &&
+                c != '=' && c != '"';)
+      item.add(*s->at++);
+    if (take(s, '=')) item.add('=');
+    if (take(s, '"')) {
+      item.add('"');
+      for (;;) {
+        for (int c; (c = peek(s)) != kEnd && c != '\\' && c != '"';) item.add(*s->at++);
+        if (take(s, '"')) {
+          item.add('"');
+          break;
+        }
+        if (!take(s, '\\')) break; /* end of input */
+        item.add('\\');
+        skipWhile(s, isWhite); /* white space behind a backslash is lost */
+        if (peek(s) == kEnd) break;
+        item.add(*s->at++);
+      }
+    }
+    ddSkipSpace(s);
+    int stop = peek(s);
+    if (stop == kEnd) {
+      /* No terminator will come: nothing of the list is kept. */
+      releaseItems(count, items);
+      std::printf("ERROR: Cannot read list\n");
+      return 0;
+    }
+    if (stop != separator && stop != terminator) continue;
+    s->at++;
+    item.finish();
+    std::string_view text(work, item.len);
+    while (!text.empty() && isBlank(text.back())) text.remove_suffix(1);
+    while (!text.empty() && isBlank(text.front())) text.remove_prefix(1);
+    if (*count < DD_LIST_SLOTS) {
+      items[(*count)++] = copyText(text.data(), text.size());
+    } else if (!dropped) {
+      dropped = true;
+      std::printf("ERROR: List longer than %d items; the rest is skipped.\n", DD_LIST_SLOTS);
+    }
+    item.len = 0;
+    item.cut = false;
+    if (stop == terminator) break;
+  }
+  skipWhile(s, [](int c) { return c == ';' || isBlank(c); });
+  return 1;
+}
+
+void ddFreeList(int *count, char **items) { releaseItems(count, items); }
+
+void ddSplitOption(const char *item, char *key, char *value) {
+  std::string_view text(item ? item : "");
+  size_t keyLen = 0;
+  while (keyLen < text.size() && ((text[keyLen] >= 'A' && text[keyLen] <= 'Z') ||
+                                  (text[keyLen] >= '0' && text[keyLen] <= '9')))
+    keyLen++;
+  size_t gap = 0;
+  while (keyLen + gap < text.size() && (text[keyLen + gap] == '=' || isBlank(text[keyLen + gap])))
+    gap++;
+  std::string_view rest = text.substr(keyLen + gap);
+  /* A separator needs text behind it, and text needs a separator before it. */
+  if (keyLen == 0 || (gap > 0) != !rest.empty()) {
+    std::printf("ERROR: Optional argument parsing: \"%s\"\n", item ? item : "");
+    key[0] = value[0] = 0;
+    return;
+  }
+  Gather k{key, DD_OPTION_SIZE}, v{value, DD_OPTION_SIZE};
+  for (char c : text.substr(0, keyLen)) k.add(c);
+  for (char c : rest) v.add(c);
+  k.finish();
+  v.finish();
+}
+
+/* ---- Command loop ---------------------------------------------------- */
+
+int ddReadSchemaFile(const char *path, ddBuffer *buffer) {
+  std::unique_ptr<FILE, FileCloser> file(std::fopen(path, "r"));
+  size_t n = 0;
+  int error = 0;
+  std::unique_ptr<char, BlockFree> data;
+  if (file) data = loadFile(file.get(), &n, &error);
+  /* The file is read whole here, so a read error counts as an open failure. */
+  if (!file || error) {
+    std::printf("\nFile open failure, error %d\n", error);
+    return 0;
+  }
+  file.reset();
+  ddStream stream = {data.get(), data.get() + n};
+  ddStream *s = &stream;
+  char word[DD_WORD_SIZE], name[DD_WORD_SIZE];
+  char *items[DD_LIST_SLOTS];
+  ddSkipSpace(s);
+  while (readWord(s, word, sizeof word)) {
+    ddSkipSpace(s);
+    bool named = readWord(s, name, sizeof name);
+    const Command *command = nullptr;
+    for (const Command &c : kCommands)
+      if (c.word == word && !command) command = &c;
+    if (command == nullptr) {
+      std::printf("Unrecognized command: \"%s\"\nAborted.\n\n", word);
+      return 0;
+    }
+    if (!named) {
+      std::printf("ERROR: No name behind \"%s\" at the end of the file.\n", word);
+      break;
+    }
+    if (command->withList) {
+      int count = 0;
+      ddReadList(s, &count, items, "{,}");
+      command->withList(buffer, name, count, items);
+      ddFreeList(&count, items);
+    } else {
+      command->withBody(buffer, s, name);
+    }
+    ddSkipSpace(s);
+  }
+  return 1;
+}
+
+/* ---- dataDef, recordDef ------------------------------------------------ */
+
+int ddReadDataDef(ddBuffer *buffer, const char *name, int count, char **items) {
+  auto *d = static_cast<ddBufData *>(ddBufferAddName(buffer, DDBUF_DATA, name));
+  if (d == nullptr) {
+    std::printf("ERROR: \"%s\" already defined!", name);
+    return 0;
+  }
+  /* A list that gave nothing has no type keyword: it counts as unknown. */
+  d->type = ddTypeFromName(count > 0 ? items[0] : "");
+  if (d->type < 0) {
+    std::printf("ERROR: Type for \"%s\" unknown!  Using rktype_ival.\n", name);
+    d->type = 5;
+  }
+  d->len = ddTypeSize(d->type);
+  d->disp = d->edit = d->search = 1;
+  applyOptions(kDataOptions, d, 1, count, items, "UNRECOGNIZED OPTION! \"%s\"\n");
+  if (d->len == -1) {
+    std::printf(
+        "ERROR: Size for rktype_text type not specified!\n\tSpecify LEN parameter for \"%s\".\n",
+        name);
+    d->len = 1;
+  }
+  ddBufferNumber(buffer, DDBUF_DATA, name, buffer->nextDataNumber++);
+  return 1;
+}
+
+int ddReadRecordDef(ddBuffer *buffer, const char *name, int count, char **items) {
+  auto *r = static_cast<ddBufRecord *>(ddBufferAddName(buffer, DDBUF_RECORD, name));
+  if (r == nullptr) {
+    std::printf("ERROR: \"%s\" already defined!", name);
+    return 0;
+  }
+  r->type = ddTypeFromName(count > 0 ? items[0] : "");
+  if (r->type < 0) {
+    std::printf("ERROR: Type for \"%s\" unknown!  Using rktype_rec.\n", name);
+    r->type = 14;
+  }
+  /* Without a second item the record has no structure, as with rkNULL. */
+  if (count > 1 && std::strcmp(items[1], "rkNULL") != 0 && std::strcmp(items[1], "RK_NULL") != 0)
+    r->structName = copyText(items[1]);
+  r->lev = 0;
+  r->disp = r->edit = r->search = 1;
+  applyOptions(kRecordOptions, r, 2, count, items, "UNRECOGNIZED OPTION! \"%s\"\n");
+  ddBufferNumber(buffer, DDBUF_RECORD, name, buffer->nextRecordNumber++);
+  return 1;
+}
+
+/* ---- struct and its members -------------------------------------------- */
+
+int ddReadStruct(ddBuffer *buffer, ddStream *s, const char *name) {
+  auto *st = static_cast<ddBufStruct *>(ddBufferAddName(buffer, DDBUF_STRUCT, name));
+  if (st == nullptr) {
+    std::printf("ERROR: \"%s\" already defined!", name);
+    return 0;
+  }
+  char *items[DD_LIST_SLOTS];
+  int count = 0;
+  if (ddExpectChar(s, '(')) {
+    if (!ddReadList(s, &count, items, " ,)")) return 0; /* end of input */
+    applyOptions(kHeaderOptions, st, 0, count, items, "ILLEGAL OPTION! \"%s\"\n");
+    ddFreeList(&count, items);
+  }
+  ddExpectChar(s, '{');
+  while (!ddExpectChar(s, '}')) {
+    if (!ddReadList(s, &count, items, " ,;")) return 0; /* end of input */
+    ddReadMember(buffer, st, count, items);
+    ddFreeList(&count, items);
+  }
+  skipWhile(s, [](int c) { return c == ';' || isBlank(c); });
+  return 1;
+}
+
+int ddReadMember(ddBuffer *buffer, ddBufStruct *owner, int count, char **items) {
+  if (count < 1) return 0;
+  /* Options go to a scratch member first: a member that would be field 256
+  ** is refused whole, since memberCount holds 255 at most and the field
+  ** table is made from it. */
+  ddBufMember scratch{};
+  applyOptions(kMemberOptions, &scratch, 1, count, items, "UNRECOGNIZED OPTION! \"%s\"\n");
+  bool counted = !scratch.share && !scratch.pad;
+  if (counted && owner->memberCount == UINT8_MAX) {
+    std::printf("ERROR: \"%s\" has %d fields already; member \"%s\" is skipped.\n", owner->name,
+                UINT8_MAX, items[0]);
+    if (scratch.fn) rkFree(scratch.fn);
+    return 0;
+  }
+  /* A name may stand twice: each stays, with an index of its own. */
+  auto *m = static_cast<ddBufMember *>(
+      ddBufferAddItem(buffer, DDBUF_STRUCT, &owner->members, items[0], owner->nextIndex++));
+  scratch.name = m->name;
+  scratch.index = m->index;
+  *m = scratch;
+  if (counted) owner->memberCount++;
+  return 1;
+}
+
+/* ---- parent, child, alias, describe, define ----------------------------- */
+
+int ddReadParent(ddBuffer *buffer, ddStream *s, const char *name) {
+  return readCodeList(buffer, s, name, DDBUF_PARENT);
+}
+int ddReadChild(ddBuffer *buffer, ddStream *s, const char *name) {
+  return readCodeList(buffer, s, name, DDBUF_CHILD);
+}
+int ddReadAlias(ddBuffer *buffer, ddStream *s, const char *name) {
+  return readCodeList(buffer, s, name, DDBUF_ALIAS);
+}
+
+int ddReadDescribe(ddBuffer *buffer, ddStream *s, const char *name) {
+  auto *d = static_cast<ddBufDescribe *>(ddBufferAddName(buffer, DDBUF_DESCRIBE, name));
+  if (d == nullptr) {
+    std::printf("ERROR: \"%s\" already defined!", name);
+    return 0;
+  }
+  ddExpectChar(s, '{');
+  char text[DD_TEXT_SIZE];
+  Gather g{text, DD_TEXT_SIZE};
+  bool any = false;
+  for (; peek(s) != kEnd && peek(s) != '}'; any = true) g.add(*s->at++);
+  g.finish();
+  ddExpectChar(s, '}');
+  if (!any) return 0;
+  d->text = copyText(text, g.len);
+  return 1;
+}
+
+int ddReadDefine(ddBuffer *buffer, ddStream *s, const char *name) {
+  auto *d = static_cast<ddBufDefine *>(ddBufferAddName(buffer, DDBUF_DEFINE, name));
+  if (d == nullptr) {
+    std::printf("ERROR: \"%s\" already defined!", name);
+    return 0;
+  }
+  ddSkipSpace(s);
+  char value[DD_TEXT_SIZE];
+  if (!readWord(s, value, DD_TEXT_SIZE)) return 0;
+  d->value = copyText(value);
+  return 1;
+}
