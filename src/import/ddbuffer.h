@@ -166,4 +166,13 @@ void *ddBufferNumber(ddBuffer *buffer, int kind, const char *name, int32_t numbe
 void *ddBufferFindName(const char *name, intptr_t set);
 void *ddBufferFindNumber(int32_t number, intptr_t set);
 
+/* Structure autosize: gives every structure of the buffer its size in bytes
+** and every member its byte offset and bit position. Always 0. */
+int ddAutosize(ddBuffer *buffer);
+/* Size of one structure in bytes; 0 when it cannot be worked out (it holds
+** itself), -1 for a structure with compile-time offsets. */
+int ddSizeStruct(ddBufStruct *structure);
+/* Places one member in its structure; non-zero stops that structure's walk. */
+int ddSizeMember(ddBufMember *member, ddBufStruct *structure);
+
 #endif

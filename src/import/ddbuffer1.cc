@@ -6,11 +6,13 @@
 #include "ddbuffer.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <type_traits>
 
 #include "support/mlist.h"
+#include "rkdd/rkdd.h"
 #include "support/rkmem.h"
 
 /* The compare functions read every record through ddBufKey. */
@@ -130,4 +132,180 @@ void *ddBufferNumber(ddBuffer *buffer, int kind, const char *name, int32_t numbe
   }
   msetInsert(reinterpret_cast<intptr_t>(entry), &byNumber, ddBufferCompareNumber);
   return entry;
+}
+
+/* ---------------------------------------------------------------------------
+** Structure autosize: every structure's size in bytes, and each member's
+** byte offset and bit position, worked out in the buffer before any
+** definition exists. A state on each structure cuts off cycles.
+*/
+
+namespace {
+
+enum { kNotVisited = 0, kSized = 1, kInProgress = 2, kCompileTime = 3 };
+
+ddBuffer *autosizeBuffer; /* the buffer being sized, for the length of one walk */
+
+/* Sizes are int32; a file can ask for more than that holds, so products
+** and sums are worked in 64 bits and held at the largest int32. */
+int32_t clampSize(int64_t size) {
+  return size > INT32_MAX ? INT32_MAX : size < INT32_MIN ? INT32_MIN : static_cast<int32_t>(size);
+}
+
+/* Element size in bytes and bit width of one member's element. */
+struct ElementShape {
+  int32_t size;
+  int32_t bits;
+};
+
+void flagLengthError(const ddBufMember *member, int32_t len) {
+  std::printf("ERROR: Type \"MTYPE_FLAG\" should have a length of 1 bit.\n\t(%s, LEN=%d)\n", member->name, len);
+}
+
+/* Types 9, 10, 11 and 15 take their size from a data item's len, which a
+** record does not have: such a record measures 0. */
+ElementShape shapeOf(const ddBufMember *member, int type, const ddBufData *data) {
+  static constexpr int8_t kFixed[] = {0, 1, 1, 2, 2, 4, 4, 4, 8};
+  if (type >= 0 && type <= MTYPE_DOUBLE) return {kFixed[type], 0};
+  switch (type) {
+  case MTYPE_FLAG:
+    if (data == nullptr) return {0, 0};
+    if (data->len != 1) flagLengthError(member, data->len);
+    return {0, 1};
+  case MTYPE_ENUM:
+    if (data == nullptr) return {0, 0};
+    if (data->len == 0) flagLengthError(member, data->len);
+    return {0, data->len == 0 ? 1 : data->len};
+  case MTYPE_TEXT:
+    return {data ? data->len : 0, 0};
+  case MTYPE_ROOT:
+  case MTYPE_BEAD:
+  case MTYPE_REC:
+  case MTYPE_XFORM:
+    return {-1, 0};
+  case MTYPE_DATA:
+    std::printf("WARNING: Do you know what \"MTYPE_DATA\" is?  I don't :)\n");
+    return {data ? data->len : 0, 0};
+  default:
+    std::printf("ERROR: Invalid type, \"%s\"=%d\n", member->name, type);
+    return {0, 0};
+  }
+}
+
+} // namespace
+
+int ddAutosize(ddBuffer *buffer) {
+  autosizeBuffer = buffer;
+  msetWalk(buffer->structs, [](const intptr_t *cell, int, int) {
+    ddSizeStruct(reinterpret_cast<ddBufStruct *>(*cell));
+    return 0;
+  });
+  return 0;
+}
+
+int ddSizeStruct(ddBufStruct *structure) {
+  switch (structure->state) {
+  case kSized:
+    if (structure->len == 0) std::printf("WARNING: \"%s\" has a length of 0.\n", structure->name);
+    return structure->len;
+  case kInProgress:
+    std::printf("ERROR: Cannot calculate records that contain themselves.\n");
+    return 0;
+  case kCompileTime:
+    return -1;
+  }
+  int32_t result = structure->len;
+  if (structure->sn != nullptr || structure->un != nullptr) {
+    structure->state = kCompileTime;
+    result = -1;
+  }
+  if (structure->len > 0) {
+    structure->state = kSized;
+    std::printf("WARNING: Structure \"%s\" uses hardcoded lengths. (Skipping autosize)\n", structure->name);
+    result = structure->len;
+  }
+  if (structure->state == kNotVisited) {
+    structure->state = kInProgress;
+    for (mlistNode *n = mlistHead(reinterpret_cast<mlist *>(structure->members)); n; n = mlistNext(n))
+      if (ddSizeMember(reinterpret_cast<ddBufMember *>(n->value), structure) != 0) break;
+    if (structure->nextBit > 0) structure->len = clampSize(int64_t{structure->len} + 1);
+    if (structure->holdsEnum) structure->len = 4;
+    structure->state = kSized;
+    result = structure->len;
+  }
+  return result;
+}
+
+int ddSizeMember(ddBufMember *member, ddBufStruct *structure) {
+  ddBufData *data = nullptr;
+  ddBufRecord *record = nullptr;
+  int type = MTYPE_CHAR;
+  int64_t count = member->pad;
+  if (member->pad == 0) {
+    data = static_cast<ddBufData *>(ddBufferFindName(member->name, autosizeBuffer->dataByName));
+    if (data == nullptr)
+      record = static_cast<ddBufRecord *>(ddBufferFindName(member->name, autosizeBuffer->recordByName));
+    if (data == nullptr && record == nullptr) {
+      std::printf("ERROR: Unknown element, \"%s\"\n", member->name);
+      return 1;
+    }
+    type = data ? data->type : record->type;
+    count = data ? data->acnt : record->acnt;
+  }
+
+  ElementShape shape = shapeOf(member, type, data);
+  int64_t total;
+  if (member->ptr) {
+    shape.size = 4;
+    total = 4;
+  } else {
+    if (record != nullptr) {
+      if (shape.size != -1) std::printf("ERROR: Invalid type for recorddef \"%s\"\n", member->name);
+      auto *inner = record->structName
+                        ? static_cast<ddBufStruct *>(ddBufferFindName(record->structName, autosizeBuffer->structs))
+                        : nullptr;
+      if (inner != nullptr) {
+        shape.size = ddSizeStruct(inner);
+      } else {
+        /* A record without a structure is written rkNULL in the file. */
+        std::printf("ERROR: Invalid structure reference \"%s\"\n", record->structName ? record->structName : "rkNULL");
+        shape.size = 0;
+      }
+    } else if (shape.size == -1) {
+      std::printf("ERROR: Invalid type for datadef \"%s\"\n", member->name);
+      shape.size = 0;
+    }
+    total = count != 0 ? int64_t{shape.size} * count : shape.size;
+  }
+  if (shape.size == -1) {
+    std::printf("ERROR: Structure \"%s\" has compile-time offsets. (Can't autosize)\n", member->name);
+    total = 0;
+  }
+
+  if (shape.bits != 0) {
+    member->bit = structure->nextBit;
+    structure->nextBit = clampSize(int64_t{structure->nextBit} + shape.bits);
+    if (structure->nextBit >= 8) {
+      structure->nextBit = 0;
+      total = 1;
+    } else {
+      total = 0;
+    }
+  } else {
+    if (structure->nextBit > 0) structure->len = clampSize(int64_t{structure->len} + 1);
+    structure->nextBit = 0;
+  }
+  member->off = structure->len;
+  structure->len = clampSize(structure->len + total);
+
+  if (data != nullptr && data->isEnum) {
+    /* Members of a structure holding an enum are numbered by bit from the
+    ** start of one 32-bit word. */
+    structure->holdsEnum = 1;
+    if (structure->len >= 1) {
+      member->bit = clampSize(member->bit + 8 * (int64_t{structure->len} - total));
+      member->off = 0;
+    }
+  }
+  return shape.size == -1;
 }
