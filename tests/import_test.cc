@@ -273,3 +273,26 @@ TEST(Import, ExampleSchemaImportsCleanly) {
   ddExportDocumentation(-1);
   EXPECT_EQ(GetCapturedStdout(), "Not implemented.\n");
 }
+
+TEST(Import, AnXcodeTakesEffectAtTheNextCompiledSite) {
+  int core = -1;
+  ddNewSite("core", "core", &core);
+  int target = ddNewRecordDef(core);
+  ddSetName(target, "Target");
+  int site = -1;
+  std::string out;
+  ASSERT_EQ(import("recordDef Ext { MTYPE_INT, rkNULL, XCODE=Target };\n", &site, &out), 1);
+  int ext = ddNameToCode("Ext");
+  EXPECT_EQ(ddGetExtendCode(ext), 0);
+  EXPECT_EQ(ddGetExtFieldCount(target), 0);
+
+  static int32_t noCodes[1];
+  int later = -1;
+  ddSite *compiled = ddNewSite("lib", "compiled", &later);
+  compiled->recordMap = noCodes;
+  compiled->dataMap = noCodes;
+  ddSetCode(compiled);
+  EXPECT_EQ(ddGetExtendCode(ext), target);
+  EXPECT_EQ(ddGetExtFieldNth(target, 0), ext);
+  EXPECT_EQ(ddHasExtension(target), ext);
+}
