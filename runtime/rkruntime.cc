@@ -101,22 +101,24 @@ extern "C" void UZA_free(void *block, const char *file, int line) {
   std::free(h);
 }
 
-extern "C" long UZA_liveBlocks(const char *file) {
+namespace {
+/* Sums one counter over the files named file, or over all files. */
+long liveCount(const char *file, long FileCount::*counter) {
   std::lock_guard<std::mutex> guard(lock);
-  long n = file ? 0 : otherFiles.blocks;
+  long n = file ? 0 : otherFiles.*counter;
   for (int i = 0; i < fileCountUsed; i++)
     if (!file || std::strncmp(fileCounts[i].name, file, sizeof fileCounts[i].name - 1) == 0)
-      n += fileCounts[i].blocks;
+      n += fileCounts[i].*counter;
   return n;
+}
+} // namespace
+
+extern "C" long UZA_liveBlocks(const char *file) {
+  return liveCount(file, &FileCount::blocks);
 }
 
 extern "C" long UZA_liveBytes(const char *file) {
-  std::lock_guard<std::mutex> guard(lock);
-  long n = file ? 0 : otherFiles.bytes;
-  for (int i = 0; i < fileCountUsed; i++)
-    if (!file || std::strncmp(fileCounts[i].name, file, sizeof fileCounts[i].name - 1) == 0)
-      n += fileCounts[i].bytes;
-  return n;
+  return liveCount(file, &FileCount::bytes);
 }
 
 extern "C" size_t UZA_setByteLimit(size_t limit) {

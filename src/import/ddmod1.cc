@@ -137,28 +137,29 @@ int32_t *ddBuildAliasTable(ddBuildContext *context, ddBufCodeList *list) {
   return buildCodeTable(context, list);
 }
 
+namespace {
+/* The cached table of one kind: its map in the context, and its builder. */
+template <typename Table, typename Entry, Table *(*build)(ddBuildContext *, Entry *)>
+Table *tableFor(ddBuildContext *context, Entry *entry, mmap *map) {
+  ddTableBuilder builder = [](ddBuildContext *c, void *e) -> void * { return build(c, static_cast<Entry *>(e)); };
+  return static_cast<Table *>(ddCachedTable(context, entry, map, builder));
+}
+} // namespace
+
 ddField *ddFieldTableFor(ddBuildContext *context, ddBufStruct *structure) {
-  return static_cast<ddField *>(ddCachedTable(context, structure, context->fieldTables, [](ddBuildContext *c, void *e) {
-    return static_cast<void *>(ddBuildFieldTable(c, static_cast<ddBufStruct *>(e)));
-  }));
+  return tableFor<ddField, ddBufStruct, ddBuildFieldTable>(context, structure, context->fieldTables);
 }
 
 int32_t *ddParentTableFor(ddBuildContext *context, ddBufCodeList *list) {
-  return static_cast<int32_t *>(ddCachedTable(context, list, context->parentTables, [](ddBuildContext *c, void *e) {
-    return static_cast<void *>(ddBuildParentTable(c, static_cast<ddBufCodeList *>(e)));
-  }));
+  return tableFor<int32_t, ddBufCodeList, ddBuildParentTable>(context, list, context->parentTables);
 }
 
 int32_t *ddChildTableFor(ddBuildContext *context, ddBufCodeList *list) {
-  return static_cast<int32_t *>(ddCachedTable(context, list, context->childTables, [](ddBuildContext *c, void *e) {
-    return static_cast<void *>(ddBuildChildTable(c, static_cast<ddBufCodeList *>(e)));
-  }));
+  return tableFor<int32_t, ddBufCodeList, ddBuildChildTable>(context, list, context->childTables);
 }
 
 int32_t *ddAliasTableFor(ddBuildContext *context, ddBufCodeList *list) {
-  return static_cast<int32_t *>(ddCachedTable(context, list, context->aliasTables, [](ddBuildContext *c, void *e) {
-    return static_cast<void *>(ddBuildAliasTable(c, static_cast<ddBufCodeList *>(e)));
-  }));
+  return tableFor<int32_t, ddBufCodeList, ddBuildAliasTable>(context, list, context->aliasTables);
 }
 
 int ddBuildDataDef(ddBufData *entry, ddBuildContext *context) {
