@@ -1,0 +1,131 @@
+/*
+** The layout command: one record's packed layout drawn as a C-like struct,
+** a field per line with its byte range and size, nested records expanded in
+** place and pointers marked.
+*/
+#include "tool.h"
+
+#include <rkdd/rkdd.h>
+
+#include <algorithm>
+#include <iostream>
+
+namespace {
+
+struct Line {
+  int depth;
+  std::string decl;
+  std::string note; /* empty for no comment */
+};
+
+/* Nested records are expanded this deep at most. */
+const int kMaxDepth = 32;
+
+std::string byteRange(long long offset, int size) {
+  std::string r = std::to_string(offset);
+  if (size > 1) r += ".." + std::to_string(offset + size - 1);
+  return r;
+}
+
+std::string note(long long offset, int size, const std::string &extra) {
+  char text[128];
+  std::snprintf(text, sizeof text, "%-9s %4d", byteRange(offset, size).c_str(), size);
+  std::string n = text;
+  if (!extra.empty()) n += "  " + extra;
+  return n;
+}
+
+std::string typeWord(int code) {
+  const char *t = tagTypeName(ddGetTagType(code));
+  return t ? t : "type " + std::to_string(ddGetTagType(code));
+}
+
+std::string arraySuffix(const FieldView &f) {
+  return f.arrayCount >= 2 ? "[" + std::to_string(f.arrayCount) + "]" : "";
+}
+
+void expand(int record, long long base, int depth, std::vector<int> &path,
+            std::vector<Line> &lines) {
+  path.push_back(record);
+  for (const FieldView &f : recordFields(record)) {
+    long long at = base + f.offset;
+    std::string name = nameOf(f.code);
+    std::string extra = problemText(f.problem);
+    if (f.pointer) {
+      std::string target = ddGetRSchema(f.code) ? "struct " + name : typeWord(f.code);
+      if (ddGetSchema(f.code) == nullptr) target = "void";
+      lines.push_back({depth, target + " *" + name + ";", note(at, f.size, "pointer")});
+      continue;
+    }
+    if (ddGetSchema(f.code) != nullptr && ddGetTagType(f.code) == MTYPE_FLAG)
+      extra = "bit " + std::to_string(f.bitPos);
+    else if (f.bitPos != 0 && extra.empty())
+      extra = "bit position " + std::to_string(f.bitPos);
+    bool inPath = std::find(path.begin(), path.end(), f.code) != path.end();
+    if (!f.inLine || f.problem != FIELD_OK || inPath || depth >= kMaxDepth) {
+      std::string type = f.inLine               ? "struct " + name
+                         : ddGetSchema(f.code) ? typeWord(f.code)
+                                               : "(no definition)";
+      lines.push_back({depth, type + " " + name + arraySuffix(f) + ";", note(at, f.size, extra)});
+      continue;
+    }
+    int each = ddGetLength(f.code);
+    if (f.arrayCount >= 2)
+      extra = std::to_string(f.arrayCount) + " x " + std::to_string(each) + ", first shown";
+    if (ddGetFieldCount(f.code) == 0) {
+      lines.push_back({depth, "struct " + name + " { } " + name + arraySuffix(f) + ";",
+                       note(at, f.size, extra)});
+      continue;
+    }
+    lines.push_back({depth, "struct " + name + " {", note(at, f.size, extra)});
+    expand(f.code, at, depth + 1, path, lines);
+    lines.push_back({depth, "} " + name + arraySuffix(f) + ";", ""});
+  }
+  path.pop_back();
+}
+
+/* The record of the loaded site with this name, or with this code. */
+int findRecord(int site, const std::string &wanted) {
+  for (int code : recordCodes(site))
+    if (nameOf(code) == wanted) return code;
+  for (int code : recordCodes(site))
+    if (std::to_string(code) == wanted) return code;
+  return 0;
+}
+
+} // namespace
+
+int cmdLayout(const std::string &file, const std::string &recordName) {
+  if (!openAll({file})) return EXIT_USAGE;
+  Loaded loaded = loadSchema(file);
+  relayDiagnostics(loaded);
+  if (loaded.site < 0) return EXIT_FAILED;
+  int record = findRecord(loaded.site, recordName);
+  if (record == 0) {
+    std::cerr << "rkdd: " << file << " has no record " << recordName << "\n";
+    return EXIT_FAILED;
+  }
+
+  std::string head = "code " + std::to_string(record) + ", " + typeWord(record);
+  if (int level = ddGetIlevel(record)) {
+    const char *l = levelName(level);
+    head += ", " + (l ? std::string(l) : "level " + std::to_string(level));
+  }
+  std::vector<Line> lines;
+  lines.push_back({0, "struct " + nameOf(record) + " {", head});
+  std::vector<int> path;
+  expand(record, 0, 1, path, lines);
+  lines.push_back({1, "/* size: " + std::to_string(ddGetLength(record)) + " bytes, " +
+                        std::to_string(ddGetFieldCount(record)) + " fields */", ""});
+  lines.push_back({0, "};", ""});
+
+  size_t column = 40;
+  for (const Line &l : lines)
+    if (!l.note.empty()) column = std::max(column, 4 * l.depth + l.decl.size() + 2);
+  for (const Line &l : lines) {
+    std::string out = std::string(4 * l.depth, ' ') + l.decl;
+    if (!l.note.empty()) out += std::string(column - out.size(), ' ') + "/* " + l.note + " */";
+    std::cout << out << "\n";
+  }
+  return loaded.imported ? EXIT_OK : EXIT_FAILED;
+}

@@ -1,0 +1,134 @@
+/*
+** Loading schema files. The library prints its diagnostics on standard
+** output; an import runs with descriptor 1 turned to a temporary file so
+** that the tool's own output stays clean and the diagnostics can be relayed.
+*/
+#include "tool.h"
+
+#include <rkdd/rkdd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <iostream>
+#include <sys/stat.h>
+#include <unistd.h>
+
+bool canOpen(const std::string &path, std::string *why) {
+  struct stat st;
+  if (stat(path.c_str(), &st) != 0) {
+    *why = std::strerror(errno);
+    return false;
+  }
+  if (S_ISDIR(st.st_mode)) {
+    *why = std::strerror(EISDIR);
+    return false;
+  }
+  std::FILE *f = std::fopen(path.c_str(), "r");
+  if (f == nullptr) {
+    *why = std::strerror(errno);
+    return false;
+  }
+  std::fclose(f);
+  return true;
+}
+
+/* Every file must open before any is imported, so that a mistyped name
+** costs no half-printed output. */
+bool openAll(const std::vector<std::string> &paths) {
+  bool ok = true;
+  for (const std::string &p : paths) {
+    std::string why;
+    if (!canOpen(p, &why)) {
+      std::cerr << "rkdd: cannot open " << p << ": " << why << "\n";
+      ok = false;
+    }
+  }
+  return ok;
+}
+
+namespace {
+
+/* Splits captured text into diagnostics. A line that begins with a blank
+** continues the one before it; empty lines carry nothing. */
+std::vector<std::string> splitDiagnostics(const std::string &text) {
+  std::vector<std::string> lines;
+  size_t start = 0;
+  while (start <= text.size()) {
+    size_t end = text.find_first_of("\r\n", start);
+    if (end == std::string::npos) end = text.size();
+    std::string line = text.substr(start, end - start);
+    start = end + 1;
+    size_t first = line.find_first_not_of(" \t");
+    if (first == std::string::npos) continue;
+    if (first > 0 && !lines.empty())
+      lines.back() += " " + line.substr(first);
+    else
+      lines.push_back(line.substr(first));
+  }
+  return lines;
+}
+
+} // namespace
+
+Loaded loadSchema(const std::string &path) {
+  Loaded loaded;
+  loaded.path = path;
+  std::cout.flush();
+  std::fflush(stdout);
+  std::FILE *capture = std::tmpfile();
+  int saved = capture ? dup(1) : -1;
+  bool turned = saved >= 0 && dup2(fileno(capture), 1) >= 0;
+  if (!turned) {
+    /* No place to hold the diagnostics: the import still runs, with the
+    ** diagnostics sent where the tool's errors go. */
+    if (saved >= 0) close(saved);
+    saved = dup(1);
+    if (saved >= 0) dup2(2, 1);
+  }
+
+  int site = -1;
+  loaded.imported = ddImportSchema(path.c_str(), &site) != 0;
+  if (site >= 0 && ddSiteNo2SiteInfo(site) != nullptr) loaded.site = site;
+
+  std::fflush(stdout);
+  if (saved >= 0) {
+    dup2(saved, 1);
+    close(saved);
+  }
+  if (capture != nullptr) {
+    std::string text;
+    if (turned) {
+      std::rewind(capture);
+      char chunk[4096];
+      size_t n;
+      while ((n = std::fread(chunk, 1, sizeof chunk, capture)) > 0) text.append(chunk, n);
+    }
+    std::fclose(capture);
+    loaded.diagnostics = splitDiagnostics(text);
+  }
+  return loaded;
+}
+
+/* Writes the diagnostics to standard error, each behind the file's name. */
+void relayDiagnostics(const Loaded &loaded) {
+  for (const std::string &d : loaded.diagnostics) std::cerr << loaded.path << ": " << d << "\n";
+  if (!loaded.imported) std::cerr << loaded.path << ": import failed\n";
+}
+
+std::vector<int> recordCodes(int site) {
+  std::vector<int> codes;
+  ddSite *s = ddSiteNo2SiteInfo(site);
+  for (int n = 0; s != nullptr && n < s->recordCount; n++)
+    if (ddRSchema *r = ddSiteGetNthRSchema(site, n); r != nullptr && r->head.code != 0)
+      codes.push_back(r->head.code);
+  return codes;
+}
+
+std::vector<int> dataCodes(int site) {
+  std::vector<int> codes;
+  ddSite *s = ddSiteNo2SiteInfo(site);
+  for (int n = 0; s != nullptr && n < s->dataCount; n++)
+    if (ddDSchema *d = ddSiteGetNthDSchema(site, n); d != nullptr && d->head.code != 0)
+      codes.push_back(d->head.code);
+  return codes;
+}

@@ -1,0 +1,52 @@
+/*
+** rkdd: the command-line front door to the data dictionary. Parses the
+** command line and hands each command to its own file.
+*/
+#include "tool.h"
+
+#include <CLI/CLI.hpp>
+
+#include <iostream>
+
+int main(int argc, char **argv) {
+  CLI::App app{"rkdd: see what schema files become in the data dictionary"};
+  app.set_version_flag("--version", "rkdd " RKDD_VERSION);
+  app.require_subcommand(1);
+
+  std::vector<std::string> files;
+  std::string file, record, output;
+  bool json = false;
+
+  CLI::App *show = app.add_subcommand("show", "Print the records and data items of schema files");
+  show->add_option("FILE", files, "Schema files, each imported as a site of its own")->required();
+  show->add_flag("--json", json, "Print one JSON document instead of text");
+
+  CLI::App *layout = app.add_subcommand("layout", "Draw the packed layout of one record");
+  layout->add_option("FILE", file, "Schema file")->required();
+  layout->add_option("RECORD", record, "Record name or code")->required();
+
+  CLI::App *check = app.add_subcommand(
+    "check", "Report the diagnostics of schema files on standard error; "
+             "exit 1 if any is an ERROR or an import fails");
+  check->add_option("FILE", files, "Schema files")->required();
+
+  CLI::App *header = app.add_subcommand(
+    "header", "Write a C11 header with a packed struct per record and static assertions");
+  header->add_option("FILE", file, "Schema file")->required();
+  header->add_option("-o,--output", output, "Write the header to this file, not standard output");
+
+  app.footer("Exit status: 0 success, 1 an import or a check failed, "
+             "2 a usage error or a file that does not open.");
+
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError &e) {
+    int code = app.exit(e);
+    return code == 0 ? EXIT_OK : EXIT_USAGE;
+  }
+
+  if (*show) return cmdShow(files, json);
+  if (*layout) return cmdLayout(file, record);
+  if (*check) return cmdCheck(files);
+  return cmdHeader(file, output);
+}

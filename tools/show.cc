@@ -1,0 +1,258 @@
+/*
+** The show command: the sites that schema files become, as text for a person
+** or as one JSON document. Both are rendered from the same JSON values, so
+** they always carry the same facts.
+*/
+#include "tool.h"
+
+#include <rkdd/rkdd.h>
+
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <cstdlib>
+#include <iostream>
+
+using Json = nlohmann::ordered_json;
+
+namespace {
+
+Json text(const char *s) { return s ? Json(s) : Json(nullptr); }
+
+/* A float as the shortest decimal that reads back the same float. */
+Json number(float v) { return std::strtod(fmtFloat(v).c_str(), nullptr); }
+
+Json linkNames(int count, const int *codes) {
+  Json names = Json::array();
+  for (int i = 0; codes != nullptr && i < count; i++) names.push_back(nameOf(codes[i]));
+  return names;
+}
+
+/* What records and data items have in common. */
+void headJson(Json &j, int code) {
+  int tag = ddGetTagType(code);
+  j["code"] = code;
+  j["name"] = text(ddGetName(code));
+  j["type"] = text(tagTypeName(tag));
+  j["typeNumber"] = tag;
+}
+
+void attributesJson(Json &j, int code) {
+  const ddSchema *head = ddGetSchema(code);
+  j["arrayCount"] = ddGetArrayCount(code);
+  j["key"] = ddGetKey(code);
+  j["display"] = ddIsDisplay(code) != 0;
+  j["edit"] = ddIsEdit(code) != 0;
+  j["search"] = ddIsSearch(code) != 0;
+  j["packed"] = (head->flags & DD_FLAG_IS_PACKED) != 0;
+  j["version"] = head->version;
+  j["extends"] = text(head->xcodeName);
+}
+
+Json recordJson(int code) {
+  Json j;
+  headJson(j, code);
+  int level = ddGetIlevel(code);
+  j["level"] = level;
+  j["levelName"] = level ? text(levelName(level)) : Json(nullptr);
+  j["length"] = ddGetLength(code);
+  attributesJson(j, code);
+  j["maxId"] = ddGetMaxId(code);
+  j["label"] = text(ddGetLabel(code));
+  j["prefix"] = text(ddGetPrefix(code));
+  j["description"] = text(ddGetDesc(code));
+  j["parents"] = linkNames(ddGetParentCount(code), ddGetParent(code));
+  j["children"] = linkNames(ddGetChildCount(code), ddGetChild(code));
+  j["aliases"] = linkNames(ddGetAliasCount(code), ddGetAlias(code));
+  Json fields = Json::array();
+  for (const FieldView &f : recordFields(code)) {
+    Json field;
+    field["offset"] = f.offset;
+    field["size"] = f.size;
+    field["bitPos"] = f.bitPos;
+    field["kind"] = kindName(f.kind);
+    field["code"] = f.code;
+    field["name"] = nameOf(f.code);
+    field["type"] = fieldType(f);
+    field["problem"] = f.problem == FIELD_OK ? Json(nullptr) : Json(problemText(f.problem));
+    fields.push_back(field);
+  }
+  j["fields"] = fields;
+  return j;
+}
+
+Json dataJson(int code) {
+  Json j;
+  headJson(j, code);
+  const ddSchema *head = ddGetSchema(code);
+  bool flag = head->tagType == MTYPE_FLAG;
+  j["length"] = head->length;
+  j["lengthUnit"] = flag ? "bits" : "bytes";
+  attributesJson(j, code);
+  j["range"] = ddIsRangeSet(code)
+    ? Json{{"min", number(ddGetMinVal(code))}, {"max", number(ddGetMaxVal(code))}} : Json(nullptr);
+  j["default"] = ddIsDefSet(code) ? number(ddGetDefVal(code)) : Json(nullptr);
+  j["defaultString"] = text(ddGetDefString(code));
+  j["enum"] = ddIsEnumSet(code) != 0;
+  j["label"] = text(ddGetLabel(code));
+  j["description"] = text(ddGetDesc(code));
+  return j;
+}
+
+Json fileJson(const Loaded &loaded) {
+  Json j;
+  j["file"] = loaded.path;
+  j["imported"] = loaded.imported;
+  j["site"] = loaded.site >= 0 ? Json(loaded.site) : Json(nullptr);
+  j["diagnostics"] = loaded.diagnostics;
+  Json records = Json::array(), data = Json::array();
+  for (int code : recordCodes(loaded.site)) records.push_back(recordJson(code));
+  for (int code : dataCodes(loaded.site)) data.push_back(dataJson(code));
+  j["records"] = records;
+  j["data"] = data;
+  return j;
+}
+
+/* ---- text rendering of the same values ---- */
+
+std::string plain(const Json &v) {
+  if (v.is_string()) return v.get<std::string>();
+  if (v.is_number_float()) return fmtFloat(v.get<float>());
+  return v.dump();
+}
+
+/* One "name  value" line; a value of several lines keeps its indentation,
+** and blanks at line ends go. */
+void line(const char *name, const std::string &value) {
+  std::string out = "  " + std::string(name) + std::string(13 - std::string(name).size(), ' ');
+  size_t start = 0;
+  for (bool first = true; start <= value.size(); first = false) {
+    size_t end = value.find('\n', start);
+    if (end == std::string::npos) end = value.size();
+    std::string part = value.substr(start, end - start);
+    part.erase(part.find_last_not_of(" \t\r") + 1);
+    std::cout << (first ? out : std::string(15, ' ')) << part << "\n";
+    start = end + 1;
+  }
+}
+
+void optional(const char *name, const Json &v) {
+  if (!v.is_null()) line(name, plain(v));
+}
+
+void list(const char *name, const Json &names) {
+  std::string joined;
+  for (const Json &n : names) joined += (joined.empty() ? "" : ", ") + plain(n);
+  if (!joined.empty()) line(name, joined);
+}
+
+void attributes(const Json &j) {
+  std::string a;
+  auto add = [&a](const std::string &s) { a += (a.empty() ? "" : ", ") + s; };
+  if (j["key"] != 0) add("key " + plain(j["key"]));
+  if (j["display"]) add("display");
+  if (j["edit"]) add("edit");
+  if (j["search"]) add("search");
+  if (!j["packed"]) add("unpacked");
+  if (j["version"] != 0) add("version " + plain(j["version"]));
+  if (j["arrayCount"] != 1) add("array " + plain(j["arrayCount"]));
+  if (j.contains("maxId") && j["maxId"] != 0) add("max id " + plain(j["maxId"]));
+  if (j.contains("enum") && j["enum"]) add("enum");
+  if (!j["extends"].is_null()) add("extends " + plain(j["extends"]));
+  if (!a.empty()) line("attributes", a);
+}
+
+void fieldTable(const Json &fields) {
+  if (fields.empty()) {
+    line("fields", "none");
+    return;
+  }
+  size_t nameW = 4, typeW = 4;
+  for (const Json &f : fields) {
+    nameW = std::max(nameW, plain(f["name"]).size());
+    typeW = std::max(typeW, plain(f["type"]).size());
+  }
+  std::cout << "  fields\n";
+  char row[512];
+  std::snprintf(row, sizeof row, "    %6s %5s %4s  %-7s %6s  %-*s  %s", "offset", "size", "bit",
+                "kind", "code", static_cast<int>(nameW), "name", "type");
+  std::cout << row << "\n";
+  for (const Json &f : fields) {
+    std::string type = plain(f["type"]);
+    if (!f["problem"].is_null()) type += "  (" + plain(f["problem"]) + ")";
+    std::snprintf(row, sizeof row, "    %6d %5d %4d  %-7s %6d  %-*s  %s", f["offset"].get<int>(),
+                  f["size"].get<int>(), f["bitPos"].get<int>(), plain(f["kind"]).c_str(),
+                  f["code"].get<int>(), static_cast<int>(nameW), plain(f["name"]).c_str(),
+                  type.c_str());
+    std::string out = row;
+    out.erase(out.find_last_not_of(' ') + 1);
+    std::cout << out << "\n";
+  }
+}
+
+void printRecord(const Json &r) {
+  std::cout << "\nrecord " << plain(r["name"]) << " (code " << plain(r["code"]) << ")\n";
+  line("type", r["type"].is_null() ? "type " + plain(r["typeNumber"]) : plain(r["type"]));
+  line("level", r["level"] == 0 ? "none"
+                : r["levelName"].is_null() ? plain(r["level"])
+                : plain(r["levelName"]) + " (" + plain(r["level"]) + ")");
+  line("length", plain(r["length"]));
+  attributes(r);
+  optional("label", r["label"]);
+  optional("prefix", r["prefix"]);
+  optional("description", r["description"]);
+  list("parents", r["parents"]);
+  list("children", r["children"]);
+  list("aliases", r["aliases"]);
+  fieldTable(r["fields"]);
+}
+
+void printData(const Json &d) {
+  std::cout << "\ndata " << plain(d["name"]) << " (code " << plain(d["code"]) << ")\n";
+  line("type", d["type"].is_null() ? "type " + plain(d["typeNumber"]) : plain(d["type"]));
+  std::string unit = d["lengthUnit"] != "bits" ? "" : d["length"] == 1 ? " bit" : " bits";
+  line("length", plain(d["length"]) + unit);
+  if (!d["range"].is_null())
+    line("range", plain(d["range"]["min"]) + " .. " + plain(d["range"]["max"]));
+  optional("default", d["default"]);
+  if (!d["defaultString"].is_null()) line("default text", plain(d["defaultString"]));
+  optional("label", d["label"]);
+  optional("description", d["description"]);
+  attributes(d);
+}
+
+void printFile(const Json &f) {
+  if (f["site"].is_null()) return;
+  std::cout << plain(f["file"]) << ": site " << plain(f["site"]) << ", " << f["records"].size()
+            << " records, " << f["data"].size() << " data items\n";
+  for (const Json &r : f["records"]) printRecord(r);
+  for (const Json &d : f["data"]) printData(d);
+}
+
+} // namespace
+
+int cmdShow(const std::vector<std::string> &files, bool json) {
+  if (!openAll(files)) return EXIT_USAGE;
+  int status = EXIT_OK;
+  Json all = Json::array();
+  for (const std::string &path : files) {
+    Loaded loaded = loadSchema(path);
+    relayDiagnostics(loaded);
+    if (!loaded.imported) status = EXIT_FAILED;
+    all.push_back(fileJson(loaded));
+  }
+  if (json) {
+    Json doc;
+    doc["files"] = all;
+    std::cout << doc.dump(2, ' ', false, Json::error_handler_t::replace) << "\n";
+  } else {
+    bool first = true;
+    for (const Json &f : all) {
+      if (f["site"].is_null()) continue;
+      if (!first) std::cout << "\n";
+      printFile(f);
+      first = false;
+    }
+  }
+  return status;
+}

@@ -1,0 +1,170 @@
+/*
+** Tests of the rkdd program: runs the built tool from the source directory
+** and checks what it prints, where it prints it, and its exit statuses.
+*/
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+struct Result {
+  int status;
+  std::string out, err;
+};
+
+std::string slurp(const std::string &path) {
+  std::ifstream in(path);
+  std::stringstream text;
+  text << in.rdbuf();
+  return text.str();
+}
+
+std::string tempPath(const std::string &what) {
+  return ::testing::TempDir() + "rkdd_" + std::to_string(getpid()) + "_" + what;
+}
+
+Result rkdd(const std::string &args) {
+  std::string out = tempPath("out"), err = tempPath("err");
+  std::string cmd = "cd '" RKDD_SOURCE_DIR "' && '" RKDD_TOOL "' " + args + " >" + out +
+                    " 2>" + err;
+  int raw = std::system(cmd.c_str());
+  Result r{WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, slurp(out), slurp(err)};
+  std::remove(out.c_str());
+  std::remove(err.c_str());
+  return r;
+}
+
+std::vector<std::string> lines(const std::string &text) {
+  std::vector<std::string> all;
+  std::istringstream in(text);
+  for (std::string l; std::getline(in, l);) all.push_back(l);
+  return all;
+}
+
+const std::string kScene = "examples/scene.schema";
+const std::string kOdd = "tools/testdata/odd.schema";
+const std::string kTestdata = RKDD_SOURCE_DIR "/tools/testdata/";
+
+} // namespace
+
+TEST(Tool, ShowPrintsTheExampleAndRelaysDiagnostics) {
+  Result r = rkdd("show " + kScene);
+  EXPECT_EQ(r.status, 0);
+  EXPECT_EQ(r.out, slurp(kTestdata + "scene.show.txt"));
+  std::vector<std::string> err = lines(r.err);
+  ASSERT_FALSE(err.empty());
+  for (const std::string &l : err) EXPECT_EQ(l.rfind(kScene + ": WARNING", 0), 0u) << l;
+}
+
+TEST(Tool, ShowJsonIsOneDocumentWithASitePerFile) {
+  Result r = rkdd("show --json " + kScene + " " + kScene);
+  ASSERT_EQ(r.status, 0);
+  nlohmann::json doc = nlohmann::json::parse(r.out); /* throws on diagnostics mixed in */
+  ASSERT_EQ(doc["files"].size(), 2u);
+  EXPECT_EQ(doc["files"][0]["site"], 0);
+  EXPECT_EQ(doc["files"][1]["site"], 1);
+  const nlohmann::json &file = doc["files"][1];
+  EXPECT_FALSE(file["diagnostics"].empty());
+  const nlohmann::json *light = nullptr;
+  for (const auto &rec : file["records"])
+    if (rec["name"] == "LpLight") light = &rec;
+  ASSERT_NE(light, nullptr);
+  EXPECT_EQ((*light)["code"], 4096 + 259);
+  EXPECT_EQ((*light)["length"], 78);
+  EXPECT_EQ((*light)["levelName"], "ILTPNTLVL");
+  EXPECT_EQ((*light)["parents"], nlohmann::json({"LpHeader", "LpGroup"}));
+  const nlohmann::json &origin = (*light)["fields"][5];
+  EXPECT_EQ(origin["name"], "LpOrigin");
+  EXPECT_EQ(origin["offset"], 34);
+  EXPECT_EQ(origin["size"], 28);
+  EXPECT_EQ(origin["kind"], "in line");
+  EXPECT_EQ((*light)["fields"][7]["kind"], "pointer");
+  const nlohmann::json &radius = file["data"][2];
+  EXPECT_EQ(radius["name"], "LpRadius");
+  EXPECT_EQ(radius["range"]["min"], 0.05);
+  EXPECT_EQ(radius["default"], nullptr);
+}
+
+TEST(Tool, LayoutDrawsOneRecord) {
+  Result r = rkdd("layout " + kScene + " LpLight");
+  EXPECT_EQ(r.status, 0);
+  EXPECT_EQ(r.out, slurp(kTestdata + "scene.layout.txt"));
+  EXPECT_EQ(rkdd("layout " + kScene + " 259").out, r.out);
+
+  Result odd = rkdd("layout " + kOdd + " Holder");
+  EXPECT_EQ(odd.status, 0);
+  EXPECT_NE(odd.out.find("struct Loop Loop;"), std::string::npos);
+  EXPECT_NE(odd.out.find("contains itself"), std::string::npos);
+
+  Result missing = rkdd("layout " + kScene + " NoSuchRecord");
+  EXPECT_EQ(missing.status, 1);
+  EXPECT_EQ(missing.out, "");
+  EXPECT_NE(missing.err.find("has no record NoSuchRecord"), std::string::npos);
+}
+
+TEST(Tool, CheckReportsOnlyDiagnosticsAndFailsOnErrors) {
+  Result scene = rkdd("check " + kScene);
+  EXPECT_EQ(scene.status, 0);
+  EXPECT_EQ(scene.out, "");
+  EXPECT_EQ(lines(scene.err).size(), 6u);
+
+  Result odd = rkdd("check " + kScene + " " + kOdd);
+  EXPECT_EQ(odd.status, 1);
+  EXPECT_EQ(odd.out, "");
+  EXPECT_NE(odd.err.find(kOdd + ": ERROR: Unknown element, \"Missing\"\n"), std::string::npos);
+  for (const std::string &l : lines(odd.err))
+    EXPECT_TRUE(l.rfind(kScene + ": ", 0) == 0 || l.rfind(kOdd + ": ", 0) == 0) << l;
+
+  std::string bad = tempPath("bad.schema");
+  std::ofstream(bad) << "dataDef A { rktype_ival };\nnonsense here\n";
+  Result broken = rkdd("check " + bad);
+  std::remove(bad.c_str());
+  EXPECT_EQ(broken.status, 1);
+  EXPECT_NE(broken.err.find(bad + ": Unrecognized command: \"nonsense\""), std::string::npos);
+  EXPECT_NE(broken.err.find(bad + ": import failed"), std::string::npos);
+}
+
+TEST(Tool, HeaderWritesAssertedStructsAndCommentsTheRest) {
+  Result scene = rkdd("header " + kScene);
+  EXPECT_EQ(scene.status, 0);
+  EXPECT_EQ(scene.out, slurp(kTestdata + "scene.h"));
+
+  Result odd = rkdd("header " + kOdd);
+  EXPECT_EQ(odd.status, 0);
+  EXPECT_NE(odd.out.find("/* Loop at offset 4, size 0: contains itself"), std::string::npos);
+  EXPECT_NE(odd.out.find("/* ? at offset 0, size 0: names no definition */"), std::string::npos);
+  EXPECT_NE(odd.out.find("double int_;"), std::string::npos);
+  EXPECT_NE(odd.out.find("uint8_t Short[4]; /* Short in line, held as bytes */"),
+            std::string::npos);
+  EXPECT_EQ(odd.out.find("sizeof(struct Short)"), std::string::npos);
+  EXPECT_NE(odd.out.find("sizeof(struct Holder) == 26"), std::string::npos);
+}
+
+TEST(Tool, UsageErrorsAndUnopenableFilesExitWithTwo) {
+  EXPECT_EQ(rkdd("").status, 2);
+  EXPECT_EQ(rkdd("frobnicate " + kScene).status, 2);
+  EXPECT_EQ(rkdd("layout " + kScene).status, 2);
+  EXPECT_EQ(rkdd("show --colour " + kScene).status, 2);
+
+  Result absent = rkdd("show " + kScene + " no/such.schema");
+  EXPECT_EQ(absent.status, 2);
+  EXPECT_EQ(absent.out, ""); /* nothing is shown when any file does not open */
+  EXPECT_NE(absent.err.find("cannot open no/such.schema"), std::string::npos);
+  EXPECT_EQ(rkdd("check examples").status, 2);
+  EXPECT_EQ(rkdd("header " + kScene + " -o /nonexistent/dir/x.h").status, 2);
+
+  Result version = rkdd("--version");
+  EXPECT_EQ(version.status, 0);
+  EXPECT_EQ(version.out.rfind("rkdd ", 0), 0u);
+  for (const char *command : {"show", "layout", "check", "header"}) {
+    Result help = rkdd(std::string(command) + " --help");
+    EXPECT_EQ(help.status, 0) << command;
+    EXPECT_NE(help.out.find("FILE"), std::string::npos) << command;
+  }
+}
