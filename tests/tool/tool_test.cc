@@ -48,8 +48,8 @@ std::vector<std::string> lines(const std::string &text) {
 }
 
 const std::string kScene = "examples/scene.schema";
-const std::string kOdd = "tools/testdata/odd.schema";
-const std::string kTestdata = RKDD_SOURCE_DIR "/tools/testdata/";
+const std::string kOdd = "tests/tool/testdata/odd.schema";
+const std::string kTestdata = RKDD_SOURCE_DIR "/tests/tool/testdata/";
 
 } // namespace
 
