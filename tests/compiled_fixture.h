@@ -1,63 +1,39 @@
-/*
-** Compiled schemas for tests: static tables with local codes and name lists,
-** registered and fixed up the way a library with its schema compiled in does
-** it in its start-up. ddSetCode rewrites the tables, so install each once.
-*/
+/* Compiled schemas for tests, installed as a library with its schema compiled
+** in does at start-up. ddSetCode rewrites the tables, so install each once. */
 #ifndef RKDD_TESTS_COMPILED_FIXTURE_H
 #define RKDD_TESTS_COMPILED_FIXTURE_H
-
-#include <cstdint>
 
 #include "rkdd/rkdd.h"
 
 namespace fx {
 
+inline ddDSchema data(int code, const char *name, int tagType, int length) {
+  ddDSchema d{};
+  d.head.code = code, d.head.tagType = tagType, d.head.flags = DD_FLAG_IS_PACKED;
+  d.head.name = name, d.head.arrayCount = 1, d.head.length = length;
+  return d;
+}
+
 /* What a compiled record entry states; everything else is zero. */
 struct Record {
   int code = 0;
-  const char *name = nullptr;
-  int tagType = MTYPE_NULL;
-  int ilevel = 0;
-  ddField *fields = nullptr;
-  int fieldCount = 0;
-  const char **parents = nullptr;
-  int parentCount = 0;
-  const char **children = nullptr;
-  int childCount = 0;
-  const char **aliases = nullptr;
-  int aliasCount = 0;
-  const char *xcodeName = nullptr;
+  const char *name = nullptr, *xcodeName = nullptr;
+  int tagType = MTYPE_NULL, ilevel = 0;
+  ddField *fields = nullptr; int fieldCount = 0;
+  const char **parents = nullptr; int parentCount = 0;
+  const char **children = nullptr; int childCount = 0;
+  const char **aliases = nullptr; int aliasCount = 0;
 };
 
 inline ddRSchema record(const Record &s) {
   ddRSchema r{};
-  r.head.code = s.code;
-  r.head.tagType = s.tagType;
-  r.head.flags = DD_FLAG_IS_PACKED;
-  r.head.name = s.name;
-  r.head.xcodeName = s.xcodeName;
-  r.head.arrayCount = 1;
-  r.ilevel = s.ilevel;
-  r.fields = s.fields;
-  r.fieldCount = static_cast<uint8_t>(s.fieldCount);
-  r.parentNames = s.parents;
-  r.parentNameCount = static_cast<uint8_t>(s.parentCount);
-  r.childNames = s.children;
-  r.childNameCount = static_cast<uint8_t>(s.childCount);
-  r.aliasNames = s.aliases;
-  r.aliasNameCount = static_cast<uint8_t>(s.aliasCount);
+  r.head = data(s.code, s.name, s.tagType, 0).head;
+  r.head.xcodeName = s.xcodeName, r.ilevel = s.ilevel;
+  r.fields = s.fields, r.fieldCount = static_cast<uint8_t>(s.fieldCount);
+  r.parentNames = s.parents, r.parentNameCount = static_cast<uint8_t>(s.parentCount);
+  r.childNames = s.children, r.childNameCount = static_cast<uint8_t>(s.childCount);
+  r.aliasNames = s.aliases, r.aliasNameCount = static_cast<uint8_t>(s.aliasCount);
   return r;
-}
-
-inline ddDSchema data(int code, const char *name, int tagType, int length) {
-  ddDSchema d{};
-  d.head.code = code;
-  d.head.tagType = tagType;
-  d.head.flags = DD_FLAG_IS_PACKED;
-  d.head.name = name;
-  d.head.arrayCount = 1;
-  d.head.length = length;
-  return d;
 }
 
 /* The site fields a compiled library writes before it calls ddSetCode. */
@@ -70,33 +46,25 @@ struct Tables {
   int32_t *dataMap = nullptr;
 };
 
-inline void fill(ddSite *site, const Tables &t) {
-  site->recordTable = t.records;
-  site->recordCount = t.recordCount;
-  site->firstRecord = t.firstRecord;
-  site->lastRecord = t.lastRecord;
-  site->recordBase = t.recordBase;
-  site->recordMap = t.recordMap;
-  site->dataTable = t.data;
-  site->dataCount = t.dataCount;
-  site->firstData = t.firstData;
-  site->lastData = t.lastData;
-  site->dataBase = t.dataBase;
-  site->dataMap = t.dataMap;
+/* A library's start-up: register a site and fill in its tables (siteWith),
+** then fix them up (install, giving the site number). */
+inline ddSite *siteWith(const char *id, const Tables &t, int *n) {
+  ddSite *s = ddNewSite(id, "compiled schema", n);
+  s->recordTable = t.records, s->recordCount = t.recordCount, s->recordMap = t.recordMap;
+  s->firstRecord = t.firstRecord, s->lastRecord = t.lastRecord, s->recordBase = t.recordBase;
+  s->dataTable = t.data, s->dataCount = t.dataCount, s->dataMap = t.dataMap;
+  s->firstData = t.firstData, s->lastData = t.lastData, s->dataBase = t.dataBase;
+  return s;
 }
 
-/* A library's start-up: register, fill, fix up. Gives the site number. */
 inline int install(const char *id, const Tables &t) {
   int n = -1;
-  ddSite *site = ddNewSite(id, "compiled schema", &n);
-  fill(site, t);
-  ddSetCode(site);
+  ddSetCode(siteWith(id, t, &n));
   return n;
 }
 
 /* The core schema: a root holding nodes, which hold points. */
-enum : int { kRoot = 256, kNode, kPoint, kStyle };
-enum : int { kXpos = 2048, kYpos, kCaption, kVisible };
+enum : int { kRoot = 256, kNode, kPoint, kXpos = 2048, kYpos, kCaption };
 constexpr uint32_t kStructure = DD_KIND_STRUCTURE << DD_FIELD_KIND_SHIFT;
 
 inline Tables coreTables() {
@@ -104,33 +72,30 @@ inline Tables coreTables() {
                     *pointUp[] = {"node"};
   static ddField nodeFields[] = {{kXpos, 0, 0}, {kYpos, 0, 4}, {kCaption, 0, 8}, {kPoint, kStructure, 24}};
   static ddField pointFields[] = {{kXpos, 0, 0}, {kYpos, 0, 4}};
-  static ddField styleFields[] = {{kVisible, 0, 0}};
   static ddRSchema records[] = {
       record({.code = kRoot, .name = "root", .tagType = MTYPE_ROOT, .ilevel = 1, .children = rootKids, .childCount = 1}),
       record({.code = kNode, .name = "node", .tagType = MTYPE_BEAD, .ilevel = 2, .fields = nodeFields,
               .fieldCount = 4, .parents = nodeUp, .parentCount = 1, .children = nodeKids, .childCount = 1}),
       record({.code = kPoint, .name = "point", .tagType = MTYPE_REC, .ilevel = 3, .fields = pointFields,
               .fieldCount = 2, .parents = pointUp, .parentCount = 1}),
-      record({.code = kStyle, .name = "style", .tagType = MTYPE_REC, .ilevel = 4, .fields = styleFields, .fieldCount = 1}),
   };
   static ddDSchema items[] = {data(kXpos, "xpos", MTYPE_INT, 4), data(kYpos, "ypos", MTYPE_INT, 4),
-                              data(kCaption, "caption", MTYPE_TEXT, 16), data(kVisible, "visible", MTYPE_FLAG, 1)};
-  static int32_t recordMap[4], dataMap[4];
-  return {records, 4, kRoot, kStyle, kRoot, recordMap, items, 4, kXpos, kVisible, kXpos, dataMap};
+                              data(kCaption, "caption", MTYPE_TEXT, 16)};
+  static int32_t recordMap[3], dataMap[3];
+  return {records, 3, kRoot, kPoint, kRoot, recordMap, items, 3, kXpos, kCaption, kXpos, dataMap};
 }
 
-/* An extension schema, meant for site 1 after the core. Its bounds keep off
-** the core's codes, so that its fields may name core data by code. */
-enum : int { kMarker = 1024, kTag, kNote };
-enum : int { kWeight = 3072, kColour };
+/* An extension schema for site 1. Its bounds keep off the core's codes, so
+** that its fields may name core data by code. */
+enum : int { kMarker = 1024, kTag, kNote, kWeight = 3072, kColour };
 
 inline Tables extensionTables() {
   static const char *markerUp[] = {"node", "marker"}, *tagAlias[] = {"point"};
   static ddField markerFields[] = {{kWeight, 0, 0}, {kXpos, 0, 4}, {kTag, kStructure, 8}};
   static ddField tagFields[] = {{kColour, 0, 0}};
   static ddRSchema records[] = {
-      record({.code = kMarker, .name = "marker", .tagType = MTYPE_BEAD, .ilevel = 99, .fields = markerFields,
-              .fieldCount = 3, .parents = markerUp, .parentCount = 2, .xcodeName = "node"}),
+      record({.code = kMarker, .name = "marker", .xcodeName = "node", .tagType = MTYPE_BEAD, .ilevel = 99,
+              .fields = markerFields, .fieldCount = 3, .parents = markerUp, .parentCount = 2}),
       record({.code = kTag, .name = "tag", .tagType = MTYPE_REC, .fields = tagFields, .fieldCount = 1,
               .aliases = tagAlias, .aliasCount = 1}),
       record({.code = kNote, .name = "note", .tagType = MTYPE_INT, .ilevel = 7}),

@@ -1,7 +1,7 @@
 /*
 ** Record fields and their deferred layout, parents, children, aliases and
-** extensions, and paths between records. The choices made on the points the
-** specification leaves open are written down in ddfield.h.
+** extensions, and paths between records. How layout and searches treat
+** cycles, foreign tables and text lengths is written down in ddfield.h.
 */
 #define RK_SOURCE_NAME "apidd2"
 #include "ddfield.h"

@@ -2,7 +2,7 @@
 ** Inside the schema store: field tables and their deferred layout, and the
 ** path search over fields and extensions (apidd2). Nothing here is exported.
 **
-** Choices made where the specification leaves a point open:
+** How this part of the store behaves where the answer is not obvious:
 **
 ** - In-line cycles. A record that holds itself in line, directly or through
 **   other records (slots of kind 0 or 2), is laid out with a list of the
@@ -28,7 +28,7 @@
 **   frees only blocks the store registered with ddOwnBlock; a compiled
 **   library's table is let go without being freed.
 ** - MTYPE_TEXT. A data definition whose length is -1 (MTYPE_TEXT) is
-**   measured as stored, as described: the field pulls the running offset back
+**   measured as stored: the field pulls the running offset back
 **   by 1 (or by its arrayCount), so a packed record holding only such a field
 **   reports a length of -1. Nothing allocates or indexes by these lengths, so
 **   nothing crashes; sums wrap as unsigned 32-bit numbers, never overflow.
@@ -36,10 +36,11 @@
 **   and gives null for a record entered before: one on the way, or one whose
 **   search ended without a hit (which would end so again, since whether a
 **   record leads to the target does not depend on how it was reached). So
-**   the first hit in the described order is found, and the search ends on
-**   records that reach each other through pointers, structures or
-**   extensions. A start record without a field table ends the search before
-**   its extensions, as described (both pointers are null in step 1).
+**   the first hit in search order (extensions newest first, then the slots
+**   in order) is found, and the search ends on records that reach each other
+**   through pointers, structures or extensions. A start record without a
+**   field table ends the search before its extensions: its null table equals
+**   the caller's null table, which stops a search at once.
 */
 #ifndef RKDD_STORE_DDFIELD_H
 #define RKDD_STORE_DDFIELD_H
@@ -81,7 +82,8 @@ int ddPackFields(ddRSchema *record);
 /* Bytes of one whole value of that code, arrayCount included. */
 int ddSizeOfCode(int code);
 
-/* The search of Part 2.6: a new path list, or null. */
+/* Searches record for target, extensions first, then the slots; a new path
+** list (-E for a hop into extension E), or null. */
 struct mlist *ddFindPath(int record, int target, int owner, const ddField *callerFields,
                          int *counter);
 /* Makes the first element of the list negative if it is positive. */
