@@ -3,6 +3,7 @@
 
 #include <climits>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "import/ddbuffer.h"
@@ -57,4 +58,34 @@ TEST(Buffer, NameSpacesOrderAndNumbering) {
   auto w = [&](int i) { return reinterpret_cast<intptr_t>(&keys[i]); };
   EXPECT_TRUE(ddBufferCompareNumber(w(0), w(1)) < 0 && ddBufferCompareNumber(w(1), w(0)) > 0);
   EXPECT_EQ(ddBufferCompareNumber(w(2), w(3)), 4);
+}
+
+TEST(Buffer, SetsStaySortedWhateverTheOrderOfArrival) {
+  ddBuffer b;
+  ddBufferInit(&b);
+  for (const char *n : {"m", "c", "x", "a", "q", "b"}) ddBufferAddName(&b, DDBUF_DEFINE, n);
+  EXPECT_EQ(names(b.defines), (Names{"a", "b", "c", "m", "q", "x"}));
+  EXPECT_STREQ(static_cast<ddBufKey *>(ddBufferFindName("q", b.defines))->name, "q");
+
+  /* Equal indices: the newest stands first and is the one found. */
+  intptr_t items = 0;
+  for (auto [name, index] : {std::pair{"i2", 2}, {"i0", 0}, {"j2", 2}, {"i1", 1}, {"k2", 2}})
+    ddBufferAddItem(&b, DDBUF_PARENT, &items, name, index);
+  EXPECT_EQ(names(items), (Names{"i0", "i1", "k2", "j2", "i2"}));
+  EXPECT_STREQ(static_cast<ddBufKey *>(ddBufferFindNumber(2, items))->name, "k2");
+
+  /* A set begun without the buffer's help is searched and extended right,
+  ** and so is one whose buffer was released. */
+  static ddBufKey early = {const_cast<char *>("n"), 0};
+  intptr_t set = 0;
+  msetInsert(reinterpret_cast<intptr_t>(&early), &set, ddBufferCompareName);
+  b.describes = set;
+  ddBufferAddName(&b, DDBUF_DESCRIBE, "z");
+  ddBufferAddName(&b, DDBUF_DESCRIBE, "c");
+  EXPECT_EQ(ddBufferAddName(&b, DDBUF_DESCRIBE, "n"), nullptr);
+  EXPECT_EQ(names(b.describes), (Names{"c", "n", "z"}));
+  ddBufferRelease(&b);
+  EXPECT_STREQ(static_cast<ddBufKey *>(ddBufferFindName("m", b.defines))->name, "m");
+  ddBufferAddName(&b, DDBUF_DEFINE, "n");
+  EXPECT_EQ(names(b.defines), (Names{"a", "b", "c", "m", "n", "q", "x"}));
 }

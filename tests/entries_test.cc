@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <string>
 
 #include "rkdd/rkdd.h"
 #include "rkruntime.h"
@@ -311,4 +312,39 @@ TEST(Setters, FlagsKeyAndValues) {
   EXPECT_EQ(ddIsDefSet(d), 0);
   EXPECT_EQ(ddGetDefVal(d), 2.5f);
   EXPECT_EQ(ddUnsetDefVal(r), 0);
+}
+
+TEST(Lookup, SearchesFollowEveryChangeOfNameLabelLevelAndTable) {
+  int s0 = newSite("i0"), s1 = newSite("i1");
+  int a = ddNewRecordDef(s1), d = ddNewDataDef(s1);
+  ddSetName(a, "a");
+  ddSetLabel(d, "lab");
+  EXPECT_EQ(ddNameToCode("a"), a);
+  EXPECT_EQ(ddLabelToCode("lab"), d);
+  ddSetName(a, "b"); /* a rename, after the searches above */
+  EXPECT_EQ(ddNameToCode("a"), 0);
+  EXPECT_EQ(ddNameToCode("b"), a);
+  int low = ddNewRecordDef(s0); /* a lower site takes the name over */
+  ddSetName(low, "b");
+  EXPECT_EQ(ddNameToCode("b"), low);
+  ddSetLabel(d, nullptr);
+  EXPECT_EQ(ddLabelToCode("lab"), 0);
+  ddSetIlevel(a, 7);
+  EXPECT_EQ(ddIlevel2Code(7), a);
+  ddSetIlevel(low, 7);
+  EXPECT_EQ(ddIlevel2Code(7), low);
+  ddSetIlevel(low, 0);
+  EXPECT_EQ(ddIlevel2Code(7), a);
+
+  /* Growth within the table's room keeps entries in place; searches and
+  ** the cache still see every new definition. */
+  ddRSchema *first = ddGetRSchema(a);
+  int next = ddNewRecordDef(s1);
+  ddSetName(next, "next");
+  EXPECT_EQ(ddGetRSchema(a), first);
+  EXPECT_EQ(ddNameToCode("next"), next);
+  for (int i = 0; i < 40; i++) ddSetName(ddNewRecordDef(s1), ("r" + std::to_string(i)).c_str());
+  EXPECT_EQ(ddNameToCode("r39"), next + 40);
+  EXPECT_STREQ(ddGetName(a), "b");
+  EXPECT_EQ(ddSiteNo2SiteInfo(s1)->recordCount, 42);
 }

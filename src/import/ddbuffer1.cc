@@ -9,6 +9,11 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <initializer_list>
+#include <iterator>
+#include <map>
+#include <string_view>
+#include <unordered_map>
 #include <type_traits>
 
 #include "support/mlist.h"
@@ -49,6 +54,86 @@ constexpr NameKind kNameKinds[] = {
 };
 constexpr int kNameKindCount = sizeof kNameKinds / sizeof kNameKinds[0];
 
+/* Beside each set's sorted list, an ordered index from key to the first and
+** last node of that key, so that a set is searched and kept sorted without
+** a walk from the front. Each key's first node is what a walk would find,
+** and a new element goes in front of its equals, as a sorted insert puts it.
+** Sets are known by their list; an index is dropped with its buffer. */
+struct KeyNodes {
+  mlistNode *first;
+  mlistNode *last;
+};
+
+template <typename Key> struct SetIndex {
+  std::map<Key, KeyNodes> nodes;              /* where a new element goes */
+  std::unordered_map<Key, mlistNode *> first; /* what a search finds */
+
+  void insert(mlist *list, Key key, intptr_t value) {
+    auto next = nodes.lower_bound(key);
+    bool present = next != nodes.end() && next->first == key;
+    mlistNode *before = next == nodes.begin() ? nullptr : std::prev(next)->second.last;
+    mlistNode *node = mlistInsertAfter(list, before, value);
+    if (present)
+      next->second.first = node;
+    else
+      nodes.emplace_hint(next, key, KeyNodes{node, node});
+    first[key] = node;
+  }
+  intptr_t find(Key key) const {
+    auto it = first.find(key);
+    return it == first.end() ? 0 : it->second->value;
+  }
+};
+
+std::unordered_map<const mlist *, SetIndex<std::string_view>> nameIndexes;
+std::unordered_map<const mlist *, SetIndex<int32_t>> numberIndexes;
+
+mlist *setList(intptr_t *root) {
+  if (*root == 0) *root = reinterpret_cast<intptr_t>(mlistNew());
+  return reinterpret_cast<mlist *>(*root);
+}
+
+/* The index of a set's list, made on first use from what the list holds. */
+template <typename Key, typename Indexes>
+SetIndex<Key> &indexOf(Indexes &indexes, mlist *list, Key (*keyOf)(const ddBufKey *)) {
+  auto [it, made] = indexes.try_emplace(list);
+  if (made)
+    for (mlistNode *n = list->first; n; n = n->next) {
+      const ddBufKey *entry = reinterpret_cast<const ddBufKey *>(n->value);
+      auto [keyed, fresh] = it->second.nodes.try_emplace(keyOf(entry), KeyNodes{n, n});
+      if (!fresh) keyed->second.last = n;
+      it->second.first.try_emplace(keyOf(entry), n);
+    }
+  return it->second;
+}
+
+std::string_view nameKey(const ddBufKey *entry) { return entry->name; }
+int32_t numberKey(const ddBufKey *entry) { return entry->number; }
+
+/* Inserts entry into the set at *root, sorted by name or by number. */
+void insertByName(intptr_t *root, const ddBufKey *entry) {
+  mlist *list = setList(root);
+  indexOf(nameIndexes, list, nameKey).insert(list, entry->name, reinterpret_cast<intptr_t>(entry));
+}
+
+void insertByNumber(intptr_t *root, const ddBufKey *entry) {
+  mlist *list = setList(root);
+  indexOf(numberIndexes, list, numberKey).insert(list, entry->number, reinterpret_cast<intptr_t>(entry));
+}
+
+/* A set filled some other way has no index and is searched from the front. */
+template <typename Key, typename Index>
+void *findIn(Index &indexes, intptr_t set, Key key, const ddBufKey &probe, mlistCompare compare) {
+  auto it = indexes.find(reinterpret_cast<const mlist *>(set));
+  if (it != indexes.end()) return reinterpret_cast<void *>(it->second.find(key));
+  return reinterpret_cast<void *>(*msetFind(reinterpret_cast<intptr_t>(&probe), &set, compare));
+}
+
+void dropIndex(intptr_t set) {
+  nameIndexes.erase(reinterpret_cast<const mlist *>(set));
+  numberIndexes.erase(reinterpret_cast<const mlist *>(set));
+}
+
 char *copyText(const char *text) {
   size_t n = std::strlen(text);
   auto *copy = static_cast<char *>(rkAllocatez(n + 1));
@@ -72,20 +157,31 @@ int ddBufferCompareNumber(intptr_t a, intptr_t b) {
 
 void ddBufferInit(ddBuffer *buffer) { *buffer = ddBuffer{}; }
 
-void ddBufferRelease(ddBuffer *) {}
+/* The entries stay, since built definitions point into them; only the
+** indexes beside the sets go, members and list items included. */
+void ddBufferRelease(ddBuffer *buffer) {
+  for (intptr_t set : {buffer->dataByName, buffer->dataByNumber, buffer->recordByName,
+                       buffer->recordByNumber, buffer->aliases, buffer->parents, buffer->children,
+                       buffer->describes, buffer->defines})
+    dropIndex(set);
+  for (intptr_t set : {buffer->aliases, buffer->parents, buffer->children})
+    for (mlistNode *n = mlistHead(reinterpret_cast<mlist *>(set)); n; n = mlistNext(n))
+      dropIndex(reinterpret_cast<ddBufCodeList *>(n->value)->items);
+  for (mlistNode *n = mlistHead(reinterpret_cast<mlist *>(buffer->structs)); n; n = mlistNext(n))
+    dropIndex(reinterpret_cast<ddBufStruct *>(n->value)->members);
+  dropIndex(buffer->structs);
+}
 
 void *ddBufferFindName(const char *name, intptr_t set) {
   if (set == 0 || name == nullptr) return nullptr;
   ddBufKey key = {const_cast<char *>(name), 0};
-  return reinterpret_cast<void *>(
-      *msetFind(reinterpret_cast<intptr_t>(&key), &set, ddBufferCompareName));
+  return findIn(nameIndexes, set, std::string_view(name), key, ddBufferCompareName);
 }
 
 void *ddBufferFindNumber(int32_t number, intptr_t set) {
   if (set == 0) return nullptr;
   ddBufKey key = {nullptr, number};
-  return reinterpret_cast<void *>(
-      *msetFind(reinterpret_cast<intptr_t>(&key), &set, ddBufferCompareNumber));
+  return findIn(numberIndexes, set, number, key, ddBufferCompareNumber);
 }
 
 void *ddBufferAddName(ddBuffer *buffer, int kind, const char *name) {
@@ -101,8 +197,7 @@ void *ddBufferAddName(ddBuffer *buffer, int kind, const char *name) {
   }
   auto *entry = static_cast<ddBufKey *>(rkAllocatez(kNameKinds[kind].size));
   entry->name = copyText(name);
-  msetInsert(reinterpret_cast<intptr_t>(entry), &(buffer->*kNameKinds[kind].set),
-             ddBufferCompareName);
+  insertByName(&(buffer->*kNameKinds[kind].set), entry);
   return entry;
 }
 
@@ -115,7 +210,7 @@ void *ddBufferAddItem(ddBuffer *, int kind, intptr_t *owner, const char *name, i
   auto *item = static_cast<ddBufKey *>(rkAllocatez(size));
   item->number = index;
   item->name = copyText(name);
-  msetInsert(reinterpret_cast<intptr_t>(item), owner, ddBufferCompareNumber);
+  insertByNumber(owner, item);
   return item;
 }
 
@@ -130,7 +225,7 @@ void *ddBufferNumber(ddBuffer *buffer, int kind, const char *name, int32_t numbe
     std::printf("Number (%d) already used.\n", number);
     return nullptr;
   }
-  msetInsert(reinterpret_cast<intptr_t>(entry), &byNumber, ddBufferCompareNumber);
+  insertByNumber(&byNumber, entry);
   return entry;
 }
 

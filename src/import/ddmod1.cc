@@ -188,6 +188,7 @@ int ddBuildRecordDef(ddBufRecord *entry, ddBuildContext *context) {
   ddRSchema *record = ddGetRSchema(code);
   writeAttributes(&record->head, entry);
   record->ilevel = entry->lev;
+  ddIndexCodeChanged(code);
 
   ddBuffer *buffer = context->buffer;
   if (entry->structName != nullptr) {

@@ -299,55 +299,28 @@ int ddWalkSchemas(ddSchemaVisit visit, int records, int data, void *user) {
   return result;
 }
 
-namespace {
-struct NameSearch {
-  const char *name;
-  ddSchema *found;
-};
-
-int matchName(ddSchema *entry, int, void *user) {
-  auto *search = static_cast<NameSearch *>(user);
-  if (entry->name == nullptr || !sameText(entry->name, search->name)) return 1;
-  search->found = entry;
-  return 0;
-}
-} // namespace
-
 int ddNameToCode(const char *name) {
   if (name == nullptr) return 0;
-  NameSearch search = {name, nullptr};
-  ddWalkSchemas(matchName, 1, 1, &search);
-  return search.found ? search.found->code : 0;
+  ddSchema *entry = ddIndexFindName(name, 1, 1);
+  return entry ? entry->code : 0;
 }
 
 ddRSchema *ddRecordByName(const char *name) {
   if (name == nullptr) return nullptr;
-  NameSearch search = {name, nullptr};
-  ddWalkSchemas(matchName, 1, 0, &search);
-  /* Only record entries are walked, and each begins with its head. */
-  return reinterpret_cast<ddRSchema *>(search.found);
+  /* Only record entries are searched, and each begins with its head. */
+  return reinterpret_cast<ddRSchema *>(ddIndexFindName(name, 1, 0));
 }
 
 int ddLabelToCode(const char *label) {
   if (label == nullptr) return 0;
-  for (int n = ddSiteTableCount - 1; n >= 0; n--) {
-    ddSite *site = ddSiteTable[n];
-    for (int i = 0; site->dataTable && i < site->dataCount; i++) {
-      const ddSchema &e = site->dataTable[i].head;
-      if (e.label != nullptr && sameText(e.label, label)) return e.code;
-    }
-  }
-  return 0;
+  ddSchema *entry = ddIndexFindLabel(label);
+  return entry ? entry->code : 0;
 }
 
 int ddIlevel2Code(int ilevel) {
   if (ilevel == 0) return 0;
-  for (int n = 0; n < ddSiteTableCount; n++) {
-    ddSite *site = ddSiteTable[n];
-    for (int i = 0; site->recordTable && i < site->recordCount; i++)
-      if (site->recordTable[i].ilevel == ilevel) return site->recordTable[i].head.code;
-  }
-  return 0;
+  ddRSchema *record = ddIndexFindLevel(ilevel);
+  return record ? record->head.code : 0;
 }
 
 /* ---------------------------------------------------------------------------
@@ -562,26 +535,40 @@ bool nextCodeFree(int next, int ownFirst, int otherFirst, int otherLast) {
   return !inRange(next, otherFirst, otherLast);
 }
 
-/* Grows a table of entries and its code map by one slot, copying the old
-** slots and releasing the old blocks. Gives the new slot. */
+/* Room kept behind a site's tables, so that adding a definition copies the
+** table only when that room is used up: the counts stay exact, and entries
+** move only when their table really grows. Room is trusted only while the
+** site still holds the very blocks it was recorded for. */
+struct Room {
+  const void *table;
+  const void *map;
+  int capacity;
+};
+Room recordRoom[DD_MAX_SITES], dataRoom[DD_MAX_SITES];
+
+/* Gives a table of entries and its code map one more slot, and that slot. */
 template <typename Entry>
-Entry *growTable(Entry **table, int32_t **map, int32_t *count) {
+Entry *growTable(Entry **table, int32_t **map, int32_t *count, Room *room) {
   int n = *count + 1;
-  auto *newTable = static_cast<Entry *>(rkAllocate(sizeof(Entry) * n));
-  auto *newMap = static_cast<int32_t *>(rkAllocate(sizeof(int32_t) * n));
-  ddOwnBlock(newTable);
-  ddOwnBlock(newMap);
-  if (n > 1) {
-    std::memcpy(newTable, *table, sizeof(Entry) * (n - 1));
-    std::memcpy(newMap, *map, sizeof(int32_t) * (n - 1));
+  bool roomy = *table != nullptr && *table == room->table && *map == room->map &&
+               n <= room->capacity && ddOwnsBlock(*table) && ddOwnsBlock(*map);
+  if (!roomy) {
+    int capacity = n < 8 ? 8 : 2 * n;
+    auto *newTable = static_cast<Entry *>(rkAllocate(sizeof(Entry) * capacity));
+    auto *newMap = static_cast<int32_t *>(rkAllocate(sizeof(int32_t) * capacity));
+    ddOwnBlock(newTable);
+    ddOwnBlock(newMap);
+    if (*table != nullptr) std::memcpy(newTable, *table, sizeof(Entry) * (n - 1));
+    if (*map != nullptr) std::memcpy(newMap, *map, sizeof(int32_t) * (n - 1));
     ddReleaseBlock(*table);
     ddReleaseBlock(*map);
+    *table = newTable;
+    *map = newMap;
+    *room = {newTable, newMap, capacity};
   }
-  *table = newTable;
-  *map = newMap;
   *count = n;
   ddClearLookupCache();
-  return &newTable[n - 1];
+  return &(*table)[n - 1];
 }
 
 void initHead(ddSchema *head, int code, const ddSite *site) {
@@ -601,7 +588,7 @@ int ddNewRecordDef(int siteNo) {
   if (site == nullptr ||
       !nextCodeFree(site->lastRecord + 1, site->firstRecord, site->firstData, site->lastData))
     return 0;
-  ddRSchema *r = growTable(&site->recordTable, &site->recordMap, &site->recordCount);
+  ddRSchema *r = growTable(&site->recordTable, &site->recordMap, &site->recordCount, &recordRoom[siteNo]);
   site->lastRecord++;
   int code = site->lastRecord + site->codeOffset;
   site->recordMap[site->recordCount - 1] = code;
@@ -615,7 +602,7 @@ int ddNewDataDef(int siteNo) {
   if (site == nullptr ||
       !nextCodeFree(site->lastData + 1, site->firstData, site->firstRecord, site->lastRecord))
     return 0;
-  ddDSchema *d = growTable(&site->dataTable, &site->dataMap, &site->dataCount);
+  ddDSchema *d = growTable(&site->dataTable, &site->dataMap, &site->dataCount, &dataRoom[siteNo]);
   site->lastData++;
   int code = site->lastData + site->codeOffset;
   site->dataMap[site->dataCount - 1] = code;
@@ -642,9 +629,11 @@ void ddReplaceString(const char **field, const char *text) {
 }
 
 namespace {
-int setText(ddSchema *entry, const char *ddSchema::*field, const char *text) {
+int setText(int code, const char *ddSchema::*field, const char *text) {
+  ddSchema *entry = ddGetSchema(code);
   if (entry == nullptr) return 0;
   ddReplaceString(&(entry->*field), text);
+  ddIndexCodeChanged(code);
   return 1;
 }
 
@@ -657,15 +646,15 @@ int setFlag(int code, uint32_t bit, int value) {
 } // namespace
 
 int ddSetName(int code, const char *name) {
-  return setText(ddGetSchema(code), &ddSchema::name, name);
+  return setText(code, &ddSchema::name, name);
 }
 
 int ddSetLabel(int code, const char *label) {
-  return setText(ddGetSchema(code), &ddSchema::label, label);
+  return setText(code, &ddSchema::label, label);
 }
 
 int ddSetDesc(int code, const char *desc) {
-  return setText(ddGetSchema(code), &ddSchema::desc, desc);
+  return setText(code, &ddSchema::desc, desc);
 }
 
 int ddSetPrefix(int code, const char *prefix) {
@@ -737,6 +726,7 @@ int ddSetIlevel(int code, int ilevel) {
   ddRSchema *r = ddGetRSchema(code);
   if (r == nullptr) return 0;
   r->ilevel = ilevel;
+  ddIndexCodeChanged(code);
   return 1;
 }
 
@@ -931,6 +921,7 @@ void ddAssignIlevels(ddSite *site) {
     ddRSchema *r = &site->recordTable[i];
     if (r->head.tagType != MTYPE_BEAD && r->head.tagType != MTYPE_REC) continue;
     r->ilevel = ddNextIlevel;
+    ddIndexSiteChanged(site->siteNo);
     if (ddNextIlevel < DD_ILEVEL_LAST)
       ddNextIlevel++;
     else
@@ -943,6 +934,7 @@ void ddAssignIlevels(ddSite *site) {
 ** store's, so no setter frees them; the copies are registered, so that a
 ** later ddNewRecordDef or ddNewDataDef releases them when it grows them. */
 void ddCopySiteTables(ddSite *site) {
+  recordRoom[site->siteNo] = dataRoom[site->siteNo] = Room{};
   moveToHeap(&site->recordTable, site->recordCount);
   moveToHeap(&site->dataTable, site->dataCount);
   moveToHeap(&site->recordMap, site->recordCount);
@@ -989,6 +981,7 @@ void ddGrowTempTable(ddSite *site, int base, int code) {
       std::memcpy(map, site->recordMap, sizeof(int32_t) * site->recordCount);
       ddReleaseBlock(site->recordMap);
     }
+    recordRoom[site->siteNo] = Room{};
     site->recordTable = table;
     site->recordMap = map;
     site->recordCount = n;
@@ -1008,4 +1001,5 @@ void ddFillTempEntry(ddSite *site, int code, int length, unsigned char subRev, u
   if (r->links == nullptr) r->links = static_cast<ddLinks *>(ownedZeroBlock(sizeof(ddLinks)));
   r->links->subRev = static_cast<signed char>(subRev);
   r->ilevel = DD_TEMP_ILEVEL;
+  ddIndexSiteChanged(site->siteNo);
 }

@@ -52,6 +52,19 @@ int ddWalkSchemas(ddSchemaVisit visit, int records, int data, void *user);
 /* The first record entry with this name, from site 0 up, or null. */
 ddRSchema *ddRecordByName(const char *name);
 
+/* Indexes by name, label and level. A change made in place to an entry's
+** name, label or format level is announced with ddIndexSiteChanged or
+** ddIndexCodeChanged; moved or grown tables are noticed on their own. */
+void ddIndexSiteChanged(int siteNo);
+void ddIndexCodeChanged(int code);
+/* The first record (records != 0) or data (data != 0) entry with this name,
+** sites from 0 up and records first in each; null when there is none. */
+ddSchema *ddIndexFindName(const char *name, int records, int data);
+/* The first data entry with this label, from the last site down, or null. */
+ddSchema *ddIndexFindLabel(const char *label);
+/* The first record with this non-zero format level, from site 0 up, or null. */
+ddRSchema *ddIndexFindLevel(int ilevel);
+
 /* The compare function of extension lists: 0 when two codes are equal. */
 int ddCompareCodes(intptr_t a, intptr_t b);
 

@@ -93,6 +93,13 @@ void mlistInsertSorted(mlist *list, intptr_t value, mlistCompare compare) {
   *link = newNode(value, *link, "mlistInsertSorted");
 }
 
+mlistNode *mlistInsertAfter(mlist *list, mlistNode *node, intptr_t value) {
+  if (!listUsable(list, "mlistInsertAfter")) return nullptr;
+  mlistNode **link = node ? &node->next : &list->first;
+  *link = newNode(value, *link, "mlistInsertAfter");
+  return *link;
+}
+
 intptr_t mlistFind(mlist *list, intptr_t key, mlistCompare compare) {
   if (!listUsable(list, "mlistFind")) return 0;
   mlistPointerGuard(key, "mlistFind");

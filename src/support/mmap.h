@@ -19,6 +19,7 @@ typedef struct mmapEntry {
 typedef struct mmap {
   mmapEntry *first;
   mmapEqual equal;
+  void *index; /* with word equality: a hash from key to entry, beside the list */
 } mmap;
 
 /* A new empty map. */

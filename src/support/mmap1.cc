@@ -1,13 +1,27 @@
 /*
-** The key map: a list of entries, newest at the front, searched linearly.
+** The key map: a list of entries, newest at the front. A map whose keys are
+** equal when their words are equal also keeps a hash from key to entry, so
+** that it is not searched from the front; one with its own equality is.
 */
 #define RK_SOURCE_NAME "mmap1"
 #include "mmap.h"
 
+#include <unordered_map>
+
 #include "rkmem.h"
 
 namespace {
+using KeyIndex = std::unordered_map<intptr_t, mmapEntry *>;
+
+KeyIndex *indexOf(mmap *map) {
+  return static_cast<KeyIndex *>(map->index);
+}
+
 mmapEntry *findEntry(mmap *map, intptr_t key) {
+  if (KeyIndex *index = indexOf(map)) {
+    auto it = index->find(key);
+    return it == index->end() ? nullptr : it->second;
+  }
   for (mmapEntry *e = map->first; e != nullptr; e = e->next)
     if (map->equal ? map->equal(key, e->key) != 0 : key == e->key) return e;
   return nullptr;
@@ -17,6 +31,7 @@ mmapEntry *findEntry(mmap *map, intptr_t key) {
 mmap *mmapNew(mmapEqual equal) {
   auto *map = static_cast<mmap *>(rkAllocatez(sizeof(mmap)));
   map->equal = equal;
+  if (equal == nullptr) map->index = new KeyIndex;
   return map;
 }
 
@@ -27,6 +42,7 @@ void mmapFree(mmap *map) {
     rkFree(e);
     e = next;
   }
+  delete indexOf(map);
   rkFree(map);
 }
 
@@ -41,6 +57,7 @@ intptr_t mmapPut(mmap *map, intptr_t key, intptr_t value) {
   e->key = key;
   e->value = value;
   map->first = e;
+  if (KeyIndex *index = indexOf(map)) index->emplace(key, e);
   return 0;
 }
 
