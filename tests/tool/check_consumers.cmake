@@ -10,7 +10,8 @@ endfunction()
 run(${CMAKE_COMMAND} --install ${BUILD} --prefix ${STAGE})
 set(ENV{LD_LIBRARY_PATH} ${STAGE}/lib)
 
-run(${CMAKE_COMMAND} -S ${SOURCE} -B ${WORK}/cmake -G ${GENERATOR} -DCMAKE_PREFIX_PATH=${STAGE})
+run(${CMAKE_COMMAND} -S ${SOURCE} -B ${WORK}/cmake -G ${GENERATOR} -DCMAKE_PREFIX_PATH=${STAGE}
+    "-DCMAKE_C_FLAGS=${FLAGS}")
 run(${CMAKE_COMMAND} --build ${WORK}/cmake)
 run(${WORK}/cmake/consumer)
 
@@ -21,5 +22,6 @@ if(NOT status EQUAL 0)
   message(FATAL_ERROR "pkg-config does not know rkdd")
 endif()
 separate_arguments(flags UNIX_COMMAND "${flags}")
-run(${CC} ${SOURCE}/consumer.c ${flags} -o ${WORK}/consumer-pc)
+separate_arguments(extra UNIX_COMMAND "${FLAGS}")
+run(${CC} ${extra} ${SOURCE}/consumer.c ${flags} -o ${WORK}/consumer-pc)
 run(${WORK}/consumer-pc)
