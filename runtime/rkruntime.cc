@@ -13,31 +13,33 @@
 
 namespace {
 
-constexpr uint64_t kLiveMagic = 0x524B4C4956454B42ull; /* a live block */
-constexpr uint64_t kDeadMagic = 0x524B444541444B42ull; /* a released one */
+constexpr uint32_t kLiveMagic = 0x4B4C4956u; /* a live block */
+constexpr uint32_t kDeadMagic = 0x4B444541u; /* a released one */
 constexpr unsigned char kFreshByte = 0xCD;
 constexpr unsigned char kDeadByte = 0xDD;
 
 /* Live counts for one source-file name. Names are few, so a flat table. */
 struct FileCount {
   char name[32];
+  const char *seen; /* where the name was last passed from: callers pass string
+                       constants, so a match by address needs no compare */
   long blocks;
   long bytes;
 };
 
-/* Placed in front of every block; 32 bytes keeps the block 16-aligned. */
+/* Placed in front of every block; 16 bytes keeps the block 16-aligned. */
 struct alignas(16) BlockHeader {
-  uint64_t magic;
-  size_t size;
-  FileCount *owner;
-  uint64_t unused;
+  uint32_t magic;
+  uint32_t owner; /* index into fileCounts, or kOtherFiles */
+  uint64_t size;
 };
-static_assert(sizeof(BlockHeader) == 32, "header must keep blocks aligned");
+static_assert(sizeof(BlockHeader) == 16, "header must keep blocks aligned");
 
 constexpr int kMaxFiles = 64;
-FileCount fileCounts[kMaxFiles];
+constexpr uint32_t kOtherFiles = kMaxFiles;
+FileCount fileCounts[kMaxFiles + 1] = {}; /* the last counts files beyond the table */
 int fileCountUsed = 0;
-FileCount otherFiles = {"(other)", 0, 0}; /* when the table is full */
+FileCount &otherFiles = fileCounts[kOtherFiles];
 size_t liveTotal = 0;
 size_t byteLimit = 0;
 std::mutex lock;
@@ -48,15 +50,20 @@ std::mutex lock;
   std::abort();
 }
 
-FileCount *countFor(const char *file) {
+uint32_t countFor(const char *file) {
   const char *name = file ? file : "(unnamed)";
   for (int i = 0; i < fileCountUsed; i++)
-    if (std::strncmp(fileCounts[i].name, name, sizeof fileCounts[i].name - 1) == 0)
-      return &fileCounts[i];
-  if (fileCountUsed == kMaxFiles) return &otherFiles;
-  FileCount *fc = &fileCounts[fileCountUsed++];
+    if (fileCounts[i].seen == name) return i;
+  for (int i = 0; i < fileCountUsed; i++)
+    if (std::strncmp(fileCounts[i].name, name, sizeof fileCounts[i].name - 1) == 0) {
+      fileCounts[i].seen = name;
+      return i;
+    }
+  if (fileCountUsed == kMaxFiles) return kOtherFiles;
+  FileCount *fc = &fileCounts[fileCountUsed];
   std::strncpy(fc->name, name, sizeof fc->name - 1);
-  return fc;
+  fc->seen = name;
+  return fileCountUsed++;
 }
 
 void *allocate(size_t size, const char *file, int line, unsigned char fill) {
@@ -68,9 +75,8 @@ void *allocate(size_t size, const char *file, int line, unsigned char fill) {
   h->magic = kLiveMagic;
   h->size = size;
   h->owner = countFor(file);
-  h->unused = 0;
-  h->owner->blocks++;
-  h->owner->bytes += static_cast<long>(size);
+  fileCounts[h->owner].blocks++;
+  fileCounts[h->owner].bytes += static_cast<long>(size);
   liveTotal += size;
   void *block = h + 1;
   std::memset(block, fill, size);
@@ -94,8 +100,8 @@ extern "C" void UZA_free(void *block, const char *file, int line) {
   if (h->magic == kDeadMagic) fail("block released twice", file, line);
   if (h->magic != kLiveMagic) fail("free of a block this allocator did not give", file, line);
   h->magic = kDeadMagic;
-  h->owner->blocks--;
-  h->owner->bytes -= static_cast<long>(h->size);
+  fileCounts[h->owner].blocks--;
+  fileCounts[h->owner].bytes -= static_cast<long>(h->size);
   liveTotal -= h->size;
   std::memset(block, kDeadByte, h->size);
   std::free(h);

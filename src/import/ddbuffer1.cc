@@ -11,9 +11,11 @@
 #include <cstring>
 #include <initializer_list>
 #include <iterator>
+#include <algorithm>
 #include <map>
 #include <string_view>
 #include <unordered_map>
+#include <vector>
 #include <type_traits>
 
 #include "support/mlist.h"
@@ -64,61 +66,86 @@ struct KeyNodes {
   mlistNode *last;
 };
 
-template <typename Key> struct SetIndex {
-  std::map<Key, KeyNodes> nodes;              /* where a new element goes */
-  std::unordered_map<Key, mlistNode *> first; /* what a search finds */
+/* Sets by name: names arrive in any order, so the places are kept in an
+** ordered map and what a search finds in a hash. */
+struct NameIndex {
+  std::map<std::string_view, KeyNodes> nodes;
+  std::unordered_map<std::string_view, mlistNode *> first;
 
-  void insert(mlist *list, Key key, intptr_t value) {
-    auto next = nodes.lower_bound(key);
-    bool present = next != nodes.end() && next->first == key;
-    mlistNode *before = next == nodes.begin() ? nullptr : std::prev(next)->second.last;
-    mlistNode *node = mlistInsertAfter(list, before, value);
-    if (present)
-      next->second.first = node;
-    else
-      nodes.emplace_hint(next, key, KeyNodes{node, node});
-    first[key] = node;
+  void note(std::string_view key, mlistNode *node, bool front) {
+    auto [it, fresh] = nodes.try_emplace(key, KeyNodes{node, node});
+    if (!fresh) (front ? it->second.first : it->second.last) = node;
+    if (front || fresh) first[key] = node;
   }
-  intptr_t find(Key key) const {
+  mlistNode *before(std::string_view key) const {
+    auto next = nodes.lower_bound(key);
+    return next == nodes.begin() ? nullptr : std::prev(next)->second.last;
+  }
+  intptr_t find(std::string_view key) const {
     auto it = first.find(key);
     return it == first.end() ? 0 : it->second->value;
   }
 };
 
-std::unordered_map<const mlist *, SetIndex<std::string_view>> nameIndexes;
-std::unordered_map<const mlist *, SetIndex<int32_t>> numberIndexes;
+/* Sets by number: numbers and indexes arrive rising, in file order, so the
+** places are a sorted vector that nearly always grows at its end. */
+struct NumberIndex {
+  std::vector<std::pair<int32_t, KeyNodes>> nodes;
+
+  auto at(int32_t key) const {
+    return std::lower_bound(nodes.begin(), nodes.end(), key,
+                            [](const auto &e, int32_t k) { return e.first < k; });
+  }
+  void note(int32_t key, mlistNode *node, bool front) {
+    auto it = nodes.begin() + (at(key) - nodes.begin());
+    if (it != nodes.end() && it->first == key)
+      (front ? it->second.first : it->second.last) = node;
+    else
+      nodes.insert(it, {key, KeyNodes{node, node}});
+  }
+  mlistNode *before(int32_t key) const {
+    auto next = at(key);
+    return next == nodes.begin() ? nullptr : std::prev(next)->second.last;
+  }
+  intptr_t find(int32_t key) const {
+    auto it = at(key);
+    return it != nodes.end() && it->first == key ? it->second.first->value : 0;
+  }
+};
+
+std::unordered_map<const mlist *, NameIndex> nameIndexes;
+std::unordered_map<const mlist *, NumberIndex> numberIndexes;
 
 mlist *setList(intptr_t *root) {
   if (*root == 0) *root = reinterpret_cast<intptr_t>(mlistNew());
   return reinterpret_cast<mlist *>(*root);
 }
 
-/* The index of a set's list, made on first use from what the list holds. */
-template <typename Key, typename Indexes>
-SetIndex<Key> &indexOf(Indexes &indexes, mlist *list, Key (*keyOf)(const ddBufKey *)) {
-  auto [it, made] = indexes.try_emplace(list);
-  if (made)
-    for (mlistNode *n = list->first; n; n = n->next) {
-      const ddBufKey *entry = reinterpret_cast<const ddBufKey *>(n->value);
-      auto [keyed, fresh] = it->second.nodes.try_emplace(keyOf(entry), KeyNodes{n, n});
-      if (!fresh) keyed->second.last = n;
-      it->second.first.try_emplace(keyOf(entry), n);
-    }
-  return it->second;
-}
-
 std::string_view nameKey(const ddBufKey *entry) { return entry->name; }
 int32_t numberKey(const ddBufKey *entry) { return entry->number; }
 
-/* Inserts entry into the set at *root, sorted by name or by number. */
-void insertByName(intptr_t *root, const ddBufKey *entry) {
+/* Inserts entry in front of its equals, after every smaller key, as a sorted
+** insert does. The index of a list is made on first use from what it holds. */
+template <typename Index, typename Key>
+void insertIndexed(std::unordered_map<const mlist *, Index> &indexes, intptr_t *root,
+                   const ddBufKey *entry, Key (*keyOf)(const ddBufKey *)) {
   mlist *list = setList(root);
-  indexOf(nameIndexes, list, nameKey).insert(list, entry->name, reinterpret_cast<intptr_t>(entry));
+  auto [it, made] = indexes.try_emplace(list);
+  Index &index = it->second;
+  if (made)
+    for (mlistNode *n = list->first; n; n = n->next)
+      index.note(keyOf(reinterpret_cast<const ddBufKey *>(n->value)), n, false);
+  Key key = keyOf(entry);
+  mlistNode *node = mlistInsertAfter(list, index.before(key), reinterpret_cast<intptr_t>(entry));
+  index.note(key, node, true);
+}
+
+void insertByName(intptr_t *root, const ddBufKey *entry) {
+  insertIndexed(nameIndexes, root, entry, nameKey);
 }
 
 void insertByNumber(intptr_t *root, const ddBufKey *entry) {
-  mlist *list = setList(root);
-  indexOf(numberIndexes, list, numberKey).insert(list, entry->number, reinterpret_cast<intptr_t>(entry));
+  insertIndexed(numberIndexes, root, entry, numberKey);
 }
 
 /* A set filled some other way has no index and is searched from the front. */
