@@ -26,7 +26,7 @@ using Names = std::vector<std::string>;
 } // namespace
 
 TEST(Buffer, NameSpaces) {
-  ddBuffer b;
+  static ddBuffer b; /* a buffer's blocks are kept for good: static keeps them reachable */
   ddBufferInit(&b);
   EXPECT_NE(ddBufferAddName(&b, DDBUF_RECORD, "a"), nullptr);
   EXPECT_EQ(ddBufferAddName(&b, DDBUF_DATA, "a"), nullptr);
@@ -51,7 +51,7 @@ TEST(Buffer, NameSpaces) {
 }
 
 TEST(Buffer, OrderAndNumbering) {
-  ddBuffer b;
+  static ddBuffer b; /* kept reachable, as above */
   ddBufferInit(&b);
   int n = 0;
   for (const char *name : {"b", "a", "c", "abc", "Abc"}) {

@@ -41,6 +41,9 @@ Read readText(std::string_view text) {
   r.result = ddReadSchemaFile(path.c_str(), &r.buf);
   r.out = testing::internal::GetCapturedStdout();
   std::remove(path.c_str());
+  /* A buffer's blocks are kept for good; its roots stay reachable here. */
+  static auto *kept = new std::vector<ddBuffer>; /* never destroyed */
+  kept->push_back(r.buf);
   return r;
 }
 
@@ -332,7 +335,7 @@ TEST(Reader, StructsAndLists) {
 }
 
 TEST(Reader, FilesAndCommandLoop) {
-  ddBuffer b;
+  static ddBuffer b; /* a buffer's blocks are kept for good: static keeps them reachable */
   ddBufferInit(&b);
   testing::internal::CaptureStdout();
   EXPECT_EQ(ddReadSchemaFile("/nonexistent/schema.txt", &b), 0);
