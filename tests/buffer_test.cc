@@ -19,7 +19,7 @@ static Names names(intptr_t set) {
 }
 
 TEST(Buffer, NameSpacesOrderAndNumbering) {
-  ddBuffer b;
+  static ddBuffer b; /* a buffer's blocks are kept for good: static keeps them reachable */
   ddBufferInit(&b);
   /* Records and data share one name space; every other kind has its own. */
   EXPECT_TRUE(ddBufferAddName(&b, DDBUF_RECORD, "r") && !ddBufferAddName(&b, DDBUF_DATA, "r"));
@@ -61,7 +61,7 @@ TEST(Buffer, NameSpacesOrderAndNumbering) {
 }
 
 TEST(Buffer, SetsStaySortedWhateverTheOrderOfArrival) {
-  ddBuffer b;
+  static ddBuffer b; /* a buffer's blocks are kept for good: static keeps them reachable */
   ddBufferInit(&b);
   for (const char *n : {"m", "c", "x", "a", "q", "b"}) ddBufferAddName(&b, DDBUF_DEFINE, n);
   EXPECT_EQ(names(b.defines), (Names{"a", "b", "c", "m", "q", "x"}));

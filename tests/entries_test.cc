@@ -109,6 +109,8 @@ TEST(Lookup, CacheKeysOnTheAskedCode) {
 
   /* An empty slot inside a range: an entry whose code is 0. */
   ddSite *site = ddSiteNo2SiteInfo(s);
+  static const char *siteId = site->recordTable[0].head.siteId; /* kept reachable */
+  ASSERT_NE(siteId, nullptr);
   std::memset(&site->recordTable[0], 0, sizeof(ddRSchema));
   ddClearLookupCache();
   ASSERT_NE(ddGetSchema(r), nullptr);

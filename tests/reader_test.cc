@@ -24,6 +24,8 @@ static Read readText(std::string_view text) {
   r.result = ddReadSchemaFile(path.c_str(), &r.buf);
   r.out = GetCapturedStdout();
   std::remove(path.c_str());
+  static auto *kept = new std::vector<ddBuffer>; /* a buffer's blocks are kept for good */
+  kept->push_back(r.buf);
   return r;
 }
 
@@ -71,7 +73,7 @@ TEST(Reader, WorkedExampleFilesAndTheCommandLoop) {
                   find<ddBufDefine>("AreaLimit", r.buf.defines)->value}),
             "\"Area name\"|AreaName|AreaBody|AreaUsers|Area|One area\nof the model. |16|");
   /* Files that cannot be read, that hold nothing, and the command loop. */
-  ddBuffer b;
+  static ddBuffer b; /* a buffer's blocks are kept for good */
   ddBufferInit(&b);
   CaptureStdout();
   EXPECT_EQ(ddReadSchemaFile("/nonexistent/schema.txt", &b), 0);

@@ -97,6 +97,8 @@ TEST(Set, FindAndInsertMakeTheRootOnFirstUse) {
   EXPECT_EQ(*msetFind(4, &root, numeric), 0);
   /* One cell serves every find: the next find overwrites it. */
   EXPECT_EQ(msetFind(5, &root, numeric), msetFind(1, &other, numeric));
+  mlistFree(reinterpret_cast<mlist *>(root));
+  mlistFree(reinterpret_cast<mlist *>(other));
 }
 
 TEST(Set, WalkVisitsEveryElementInOrderWhateverTheVisitorSays) {
@@ -112,6 +114,7 @@ TEST(Set, WalkVisitsEveryElementInOrderWhateverTheVisitorSays) {
     return 1; /* ignored */
   });
   EXPECT_EQ(seen, (std::vector<intptr_t>{10, 20, 30}));
+  mlistFree(reinterpret_cast<mlist *>(root));
 }
 
 TEST(Map, PutReplacesAndGetFindsTheLatest) {

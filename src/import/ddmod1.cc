@@ -8,6 +8,7 @@
 
 #include <cstdio>
 #include <initializer_list>
+#include <deque>
 
 #include "import/ddread.h"
 #include "store/ddstore.h"
@@ -236,9 +237,20 @@ ddBuildContext *ddBuildSite(ddBuffer *buffer, int siteNo) {
   return context;
 }
 
+namespace {
+/* The roots of every import's buffer. Entries, their texts and the sets are
+** kept until the process ends (built definitions point into them); holding
+** the roots here keeps those blocks reachable, so that a leak checker tells
+** them from blocks that are really lost. */
+std::deque<ddBuffer> &keptBuffers() {
+  static auto *buffers = new std::deque<ddBuffer>; /* lives to exit; a deque never moves them */
+  return *buffers;
+}
+} // namespace
+
 int ddImportSchema(const char *path, int *siteNo) {
   int result = 0;
-  ddBuffer buffer;
+  ddBuffer &buffer = keptBuffers().emplace_back();
   ddBufferInit(&buffer);
   if (!ddReadSchemaFile(path, &buffer)) return 0;
   ddAutosize(&buffer);

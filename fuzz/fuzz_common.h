@@ -1,0 +1,254 @@
+/*
+** What the fuzz targets share: the input as a schema file, a runner that
+** gives each input a fresh process (the store keeps every site until exit,
+** and the site table holds 10), and the checks of the store's invariants.
+*/
+#ifndef RKDD_FUZZ_COMMON_H
+#define RKDD_FUZZ_COMMON_H
+
+#include <signal.h>
+#include <sys/mman.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "rkdd/rkdd.h"
+#include "store/ddfield.h"
+#include "store/ddstore.h"
+
+/* The library keeps its blocks until the process ends; that is no leak. */
+extern "C" const char *__asan_default_options() {
+  return "detect_leaks=0:allocator_may_return_null=1";
+}
+
+/* Fails the run: the fuzzer saves the input that got here. */
+#define FUZZ_CHECK(cond)                                                                           \
+  do {                                                                                             \
+    if (!(cond)) {                                                                                 \
+      std::fprintf(stderr, "invariant failed: %s (%s:%d)\n", #cond, __FILE__, __LINE__);          \
+      std::fflush(stderr);                                                                         \
+      __builtin_trap();                                                                            \
+    }                                                                                              \
+  } while (0)
+
+/* The input as a file that the reader can open, one per process. */
+inline const char *fuzzWriteInput(const uint8_t *data, size_t size) {
+  static std::string path;
+  if (path.empty()) {
+    const char *dir = access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp";
+    path = std::string(dir) + "/rkdd_fuzz_" + std::to_string(getpid()) + ".schema";
+  }
+  FILE *f = std::fopen(path.c_str(), "wb");
+  FUZZ_CHECK(f != nullptr);
+  if (size > 0) FUZZ_CHECK(std::fwrite(data, 1, size, f) == size);
+  std::fclose(f);
+  return path.c_str();
+}
+
+/* ---------------------------------------------------------------------------
+** A fresh process per input. The child zeroes the coverage counters of the
+** executable, runs the input, and hands its counters back through shared
+** memory; the parent adds them to its own, so that the fuzzer sees what the
+** child reached. A child that dies, fails a check or runs past the time
+** limit fails the parent, which then saves the input.
+*/
+
+/* The executable's coverage counters and their number (counters.cc). */
+extern "C" uint8_t *fuzzCounters(size_t *size);
+
+constexpr unsigned kChildSeconds = 20;
+
+template <typename Body> void fuzzInChild(Body body) {
+  size_t n = 0;
+  uint8_t *counters = fuzzCounters(&n);
+  static uint8_t *shared = nullptr;
+  if (shared == nullptr && n > 0) {
+    void *block = mmap(nullptr, n, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    FUZZ_CHECK(block != MAP_FAILED);
+    shared = static_cast<uint8_t *>(block);
+  }
+  if (n > 0) std::memset(shared, 0, n);
+  std::fflush(nullptr);
+  pid_t pid = fork();
+  FUZZ_CHECK(pid >= 0);
+  if (pid == 0) {
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    signal(SIGALRM, SIG_DFL);
+    alarm(kChildSeconds);
+    if (n > 0) std::memset(counters, 0, n);
+    body();
+    if (n > 0) std::memcpy(shared, counters, n);
+    std::fflush(nullptr);
+    _exit(0);
+  }
+  int status = 0;
+  while (waitpid(pid, &status, 0) < 0) FUZZ_CHECK(errno == EINTR);
+  for (size_t i = 0; i < n; i++) {
+    unsigned sum = counters[i] + shared[i];
+    counters[i] = static_cast<uint8_t>(sum > 255 ? 255 : sum);
+  }
+  if (WIFEXITED(status) && WEXITSTATUS(status) == 0) return;
+  if (WIFSIGNALED(status) && WTERMSIG(status) == SIGALRM)
+    std::fprintf(stderr, "fuzz child ran longer than %u seconds: a hang\n", kChildSeconds);
+  else if (WIFSIGNALED(status))
+    std::fprintf(stderr, "fuzz child died of signal %d\n", WTERMSIG(status));
+  else
+    std::fprintf(stderr, "fuzz child exited with status %d\n", WEXITSTATUS(status));
+  std::fflush(stderr);
+  __builtin_trap();
+}
+
+/* ---------------------------------------------------------------------------
+** Invariants of the store
+*/
+
+/* Every slot, link and text is read in full, so that the address sanitizer
+** sees a table shorter than its count; codes, maps and look-ups agree. */
+inline void fuzzCheckTables() {
+  FUZZ_CHECK(ddSiteTableCount >= 0 && ddSiteTableCount <= DD_MAX_SITES);
+  FUZZ_CHECK(ddSiteCount() == ddSiteTableCount);
+  for (int s = 0; s < ddSiteTableCount; s++) {
+    ddSite *site = ddSiteTable[s];
+    FUZZ_CHECK(site != nullptr && ddSiteNo2SiteInfo(s) == site);
+    FUZZ_CHECK(site->siteNo == s && site->codeOffset == s * DD_CODE_BASE);
+    FUZZ_CHECK(site->lastRecord - site->firstRecord + 1 == site->recordCount);
+    FUZZ_CHECK(site->lastData - site->firstData + 1 == site->dataCount);
+    FUZZ_CHECK((site->recordTable == nullptr) == (site->recordCount == 0));
+    FUZZ_CHECK((site->dataTable == nullptr) == (site->dataCount == 0));
+    FUZZ_CHECK(std::memchr(site->id, 0, sizeof site->id) != nullptr);
+    FUZZ_CHECK(std::memchr(site->desc, 0, sizeof site->desc) != nullptr);
+    for (int i = 0; i < site->recordCount; i++) {
+      ddRSchema *r = &site->recordTable[i];
+      int full = ddSiteRecordCode(s, i), local = full - site->codeOffset;
+      int code = r->head.code;
+      /* An empty slot, an entry with its full code, or a temporary entry,
+      ** which keeps its local code. */
+      FUZZ_CHECK(code == 0 || code == full || code == local);
+      FUZZ_CHECK(site->recordMap[i] == 0 || site->recordMap[i] == code);
+      FUZZ_CHECK(ddIsRcode(full) && !ddIsDcode(full));
+      FUZZ_CHECK(ddGetSchema(full) == &r->head);
+      FUZZ_CHECK(ddGetRSchema(full) == r && ddGetDSchema(full) == nullptr);
+      FUZZ_CHECK(ddSiteGetNthRcode(s, i) == code);
+      FUZZ_CHECK(r->fields != nullptr || r->fieldCount == 0);
+      for (int k = 0; k < r->fieldCount; k++) {
+        volatile int32_t c = r->fields[k].code;
+        (void)c;
+      }
+      if (r->fieldCount > 0) FUZZ_CHECK(ddGetFieldNth(full, r->fieldCount - 1u) ==
+                                        r->fields[r->fieldCount - 1].code);
+      if (r->links != nullptr) {
+        ddLinks *l = r->links;
+        for (int k = 0; k < l->parentCount; k++) FUZZ_CHECK(ddGetParentNth(full, k) == l->parents[k]);
+        for (int k = 0; k < l->childCount; k++) FUZZ_CHECK(ddGetChildNth(full, k) == l->children[k]);
+        for (int k = 0; k < l->aliasCount; k++) FUZZ_CHECK(ddGetAliasNth(full, k) == l->aliases[k]);
+      }
+      int ext = ddGetExtFieldCount(full);
+      for (int k = 0; k < ext; k++) FUZZ_CHECK(ddGetExtFieldNth(full, k) != 0);
+      for (const char *t : {r->head.name, r->head.label, r->head.desc, r->prefix})
+        if (t != nullptr) (void)std::strlen(t);
+    }
+    for (int i = 0; i < site->dataCount; i++) {
+      ddDSchema *d = &site->dataTable[i];
+      int full = ddSiteDataCode(s, i);
+      FUZZ_CHECK(d->head.code == full);
+      FUZZ_CHECK(site->dataMap[i] == full);
+      FUZZ_CHECK(ddIsDcode(full) && !ddIsRcode(full));
+      FUZZ_CHECK(ddGetSchema(full) == &d->head);
+      FUZZ_CHECK(ddGetDSchema(full) == d && ddGetRSchema(full) == nullptr);
+      for (const char *t : {d->head.name, d->head.label, d->head.desc, d->defString})
+        if (t != nullptr) (void)std::strlen(t);
+    }
+  }
+  /* A look-up by name gives the first definition of that name, in site
+  ** order, records before data. */
+  struct First {
+    const char *name;
+    ddSchema *found;
+  };
+  auto byName = [](const char *name) {
+    if (name == nullptr) return;
+    First first = {name, nullptr};
+    ddWalkSchemas(
+        [](ddSchema *e, int, void *user) {
+          auto *f = static_cast<First *>(user);
+          if (e->name == nullptr || std::strcmp(e->name, f->name) != 0) return 1;
+          f->found = e;
+          return 0;
+        },
+        1, 1, &first);
+    FUZZ_CHECK(first.found != nullptr);
+    FUZZ_CHECK(ddNameToCode(name) == first.found->code);
+  };
+  for (int s = 0; s < ddSiteTableCount; s++) {
+    ddSite *site = ddSiteTable[s];
+    for (int i = 0; i < site->recordCount; i++) byName(site->recordTable[i].head.name);
+    for (int i = 0; i < site->dataCount; i++) byName(site->dataTable[i].head.name);
+  }
+}
+
+namespace fuzzdetail {
+
+inline uint32_t timesArray(int32_t length, int32_t arrayCount) {
+  uint32_t n = static_cast<uint32_t>(length);
+  return arrayCount >= 2 ? n * static_cast<uint32_t>(arrayCount) : n;
+}
+
+/* Bytes a slot takes, from the lengths the definitions now hold. */
+inline uint32_t slotSize(const ddField &slot) {
+  int kind = ddFieldKind(&slot);
+  if (kind == DD_KIND_POINTER) return 4;
+  if (kind != DD_KIND_DC && kind != DD_KIND_STRUCTURE) return 0;
+  if (ddRSchema *r = ddGetRSchema(slot.code)) return timesArray(r->head.length, r->head.arrayCount);
+  if (ddDSchema *d = ddGetDSchema(slot.code))
+    return d->head.tagType == MTYPE_FLAG ? 1 : timesArray(d->head.length, d->head.arrayCount);
+  return 0;
+}
+
+/* Whether the record reaches a cycle through in-line slots: 0 unknown,
+** 1 on the way, 2 free of cycles, 3 reaches one. */
+inline bool reachesCycle(ddRSchema *r, std::unordered_map<ddRSchema *, int> &state) {
+  int &st = state[r];
+  if (st == 1 || st == 3) return true;
+  if (st == 2) return false;
+  st = 1;
+  bool cycle = false;
+  for (int i = 0; r->fields != nullptr && i < r->fieldCount && !cycle; i++) {
+    const ddField &slot = r->fields[i];
+    int kind = ddFieldKind(&slot);
+    if (kind != DD_KIND_DC && kind != DD_KIND_STRUCTURE) continue;
+    if (ddRSchema *inner = ddGetRSchema(slot.code)) cycle = reachesCycle(inner, state);
+  }
+  state[r] = cycle ? 3 : 2;
+  return cycle;
+}
+
+} // namespace fuzzdetail
+
+/* After a fix-up: every packed record that reaches no in-line cycle has the
+** offsets of its slots laid one after another and a length equal to their
+** sum. */
+inline void fuzzCheckLayout() {
+  std::unordered_map<ddRSchema *, int> state;
+  for (int s = 0; s < ddSiteTableCount; s++) {
+    ddSite *site = ddSiteTable[s];
+    for (int i = 0; i < site->recordCount; i++) {
+      ddRSchema *r = &site->recordTable[i];
+      if (!(r->head.flags & DD_FLAG_IS_PACKED) || fuzzdetail::reachesCycle(r, state)) continue;
+      uint32_t offset = 0;
+      for (int k = 0; r->fields != nullptr && k < r->fieldCount; k++) {
+        FUZZ_CHECK(static_cast<uint32_t>(r->fields[k].offset) == offset);
+        offset += fuzzdetail::slotSize(r->fields[k]);
+      }
+      FUZZ_CHECK(static_cast<uint32_t>(r->head.length) == offset);
+    }
+  }
+}
+
+#endif

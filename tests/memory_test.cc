@@ -1,0 +1,88 @@
+/*
+** Memory accounting: after importing the example schema, the blocks still
+** live per source file are exactly those that the library keeps on purpose
+** (the site, its tables, texts, field tables, link blocks and arrays, and
+** the buffer's entries, texts and sets). The read's scratch blocks, the
+** build context, its maps and the cached tables are gone, so a block that
+** is lost on the way shows up here as a count that changed.
+*/
+#include <gtest/gtest.h>
+
+#include <initializer_list>
+#include <map>
+#include <string>
+
+#include "rkdd/rkdd.h"
+#include "rkruntime.h"
+
+namespace {
+
+const char *const kFiles[] = {"apidd1", "apidd2", "ddbuffer1", "ddread1", "ddmod1", "mlist1", "mmap1"};
+
+std::map<std::string, long> liveBlocks() {
+  std::map<std::string, long> n;
+  for (const char *file : kFiles) n[file] = UZA_liveBlocks(file);
+  return n;
+}
+
+/* What examples/scene.schema holds. */
+constexpr long kData = 11, kRecords = 6, kDefinitions = kData + kRecords;
+constexpr long kStructs = 4, kMembers = 2 + 2 + 10 + 2; /* LpPoint, LpMode, LpBody, LpHeaderBody */
+constexpr long kLists = 3, kListItems = 2 + 2 + 1;      /* parents, children, aliases */
+constexpr long kDescribes = 1, kDefines = 1;
+constexpr long kLabels = 11 + 5;                /* every data item, every record but LpGroup */
+constexpr long kMessages = 2;                   /* LpName, LpLight */
+constexpr long kPrefixes = 2;                   /* LpHeader, LpLight */
+constexpr long kStructNames = 5;                /* every record but LpGroup (rkNULL) */
+constexpr long kListNames = 2 + 2 + 1;          /* PARENT=, CHILD=, ALIAS= options */
+constexpr long kFieldNames = 1;                 /* FN=radius */
+constexpr long kRecordsWithFields = 5;          /* as kStructNames */
+constexpr long kRecordsWithLinks = 4;           /* LpHeader, LpLight, LpStrobe, LpGroup */
+constexpr long kLinkArrays = 1 + 2 + 1 + 1;     /* LpLight has parents and aliases */
+
+} // namespace
+
+TEST(Memory, ImportKeepsWhatTheDesignKeepsAndNothingElse) {
+  std::map<std::string, long> before = liveBlocks();
+  int site = -1;
+  testing::internal::CaptureStdout();
+  int result = ddImportSchema(RKDD_EXAMPLES_DIR "/scene.schema", &site);
+  std::string out = testing::internal::GetCapturedStdout();
+  ASSERT_EQ(result, 1) << out;
+  std::map<std::string, long> after = liveBlocks();
+  std::map<std::string, long> kept;
+  for (const char *file : kFiles) kept[file] = after[file] - before[file];
+
+  /* The site; one record table, record map, data table and data map (each
+  ** growth frees the old pair); per definition a site id and a name; the
+  ** labels; the descriptions (LpLight's message is replaced by its describe
+  ** text, and the old one freed); the prefixes. */
+  EXPECT_EQ(kept["apidd1"], 1 + 4 + 2 * kDefinitions + kLabels + kMessages + kPrefixes);
+  /* A copy of the field table per record with a structure, a link block per
+  ** record with a list, and each link array. */
+  EXPECT_EQ(kept["apidd2"], kRecordsWithFields + kRecordsWithLinks + kLinkArrays);
+  /* Every entry, member and list item, each with a copy of its name. */
+  long entries = kDefinitions + kStructs + kLists + kDescribes + kDefines;
+  EXPECT_EQ(kept["ddbuffer1"], 2 * (entries + kMembers + kListItems));
+  /* Option texts, structure and list names, the describe text and the
+  ** define value; the file's bytes and the list items are freed. */
+  EXPECT_EQ(kept["ddread1"], kLabels + kMessages + kPrefixes + kStructNames + kListNames +
+                                 kFieldNames + kDescribes + kDefines);
+  /* The build context and the cached tables are freed. */
+  EXPECT_EQ(kept["ddmod1"], 0);
+  EXPECT_EQ(kept["mmap1"], 0);
+  /* Ten sets (data and records by name and by number, structures, the three
+  ** kinds of list, describes, defines) and a member or item set per
+  ** structure and list: a head each, and a node per element. */
+  long sets = 10 + kStructs + kLists;
+  long nodes = 2 * kDefinitions + kStructs + kLists + kDescribes + kDefines + kMembers + kListItems;
+  EXPECT_EQ(kept["mlist1"], sets + nodes);
+
+  /* Queries and a layout pass allocate nothing. */
+  int light = ddNameToCode("LpLight");
+  ASSERT_NE(light, 0);
+  EXPECT_GT(ddGetLength(light), 0);
+  ddIsFieldFollowAll(light, ddNameToCode("LpWeight"));
+  ddFixup();
+  EXPECT_EQ(liveBlocks(), after);
+}
