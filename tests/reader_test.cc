@@ -68,7 +68,7 @@ List list(std::string_view text, const char *stops = "{,}") {
   testing::internal::CaptureStdout();
   l.result = ddReadList(&s, &count, items, stops);
   l.out = testing::internal::GetCapturedStdout();
-  for (int i = 0; i < count; i++) l.items += (i ? "|" : "") + std::string(items[i]);
+  for (int i = 0; i < count; i++) l.items.append(i ? "|" : "").append(items[i]);
   l.rest.assign(s.at, s.end);
   ddFreeList(&count, items);
   EXPECT_EQ(count, 0);
