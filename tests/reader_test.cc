@@ -40,7 +40,7 @@ template <class T> static T *find(const char *name, intptr_t set) {
 }
 static std::string join(std::initializer_list<const char *> texts) { /* "~" for null */
   std::string out;
-  for (const char *t : texts) out += std::string(t ? t : "~") + "|";
+  for (const char *t : texts) out.append(t ? t : "~").append("|");
   return out;
 }
 

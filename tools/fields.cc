@@ -56,7 +56,7 @@ std::string fieldType(const FieldView &f) {
   int tag = ddGetTagType(f.code);
   const char *name = tagTypeName(tag);
   std::string type = name ? name : "type " + std::to_string(tag);
-  if (f.arrayCount >= 2) type += "[" + std::to_string(f.arrayCount) + "]";
+  if (f.arrayCount >= 2) type.append("[").append(std::to_string(f.arrayCount)).append("]");
   return type;
 }
 

@@ -98,7 +98,7 @@ std::string HeaderWriter::member(const FieldView &f, const std::string &name,
     return f.size == 4 ? "uint32_t " + name + ";" : bytes;
   }
   int count = f.arrayCount >= 2 ? f.arrayCount : 1;
-  std::string dims = count >= 2 ? "[" + std::to_string(count) + "]" : "";
+  std::string dims = count >= 2 ? std::string("[").append(std::to_string(count)).append("]") : "";
   if (f.inLine) {
     record(f.code);
     const Emitted &inner = done_[f.code];

@@ -41,7 +41,7 @@ std::string typeWord(int code) {
 }
 
 std::string arraySuffix(const FieldView &f) {
-  return f.arrayCount >= 2 ? "[" + std::to_string(f.arrayCount) + "]" : "";
+  return f.arrayCount >= 2 ? std::string("[").append(std::to_string(f.arrayCount)).append("]") : "";
 }
 
 void expand(int record, long long base, int depth, std::vector<int> &path,

@@ -61,7 +61,7 @@ std::vector<std::string> splitDiagnostics(const std::string &text) {
     size_t first = line.find_first_not_of(" \t");
     if (first == std::string::npos) continue;
     if (first > 0 && !lines.empty())
-      lines.back() += " " + line.substr(first);
+      lines.back().append(" ").append(line, first, std::string::npos);
     else
       lines.push_back(line.substr(first));
   }

@@ -48,7 +48,7 @@ std::string nameOf(int code) {
   if (code == 0) return "?";
   const char *name = ddGetName(code);
   if (name != nullptr && name[0] != '\0') return name;
-  return "#" + std::to_string(code);
+  return std::string("#").append(std::to_string(code));
 }
 
 /* The shortest text that reads back as the same float. */

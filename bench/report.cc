@@ -1,0 +1,108 @@
+/*
+** rkdd_bench_report: reads the JSON files that rkdd_bench wrote and prints one
+** table: each rkdd measure over the same measure of each peer and of the bare pass.
+*/
+#include <nlohmann/json.hpp>
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace {
+
+/* CPU seconds (or kilobytes, for Memory/) of each benchmark by its plain
+** name: the median when there are repetitions, else the one run. */
+std::map<std::string, double> readResults(const std::vector<std::string> &files) {
+  std::map<std::string, double> values;
+  for (const auto &file : files) {
+    std::ifstream in(file);
+    nlohmann::json doc = nlohmann::json::parse(in, nullptr, false);
+    if (doc.is_discarded()) continue;
+    for (const auto &b : doc.value("benchmarks", nlohmann::json::array())) {
+      if (b.value("error_occurred", false)) continue;
+      std::string aggregate = b.value("aggregate_name", "");
+      if (!aggregate.empty() && aggregate != "median") continue;
+      std::string name = b.value("run_name", b.value("name", ""));
+      for (const char *cut : {"/manual_time", "/iterations:", "/repeats:", "/min_time:"})
+        if (auto at = name.find(cut); at != std::string::npos) name.erase(at);
+      if (b.contains("peak_kb")) {
+        values[name] = b["peak_kb"].get<double>();
+        continue;
+      }
+      /* A manual time is the child's own CPU time; otherwise take this process's. */
+      bool manual = b.value("run_name", b.value("name", "")).find("/manual_time") != std::string::npos;
+      static const std::map<std::string, double> unit = {{"ns", 1e-9}, {"us", 1e-6}, {"ms", 1e-3}, {"s", 1}};
+      values[name] = b.value(manual ? "real_time" : "cpu_time", 0.0) * unit.at(b.value("time_unit", "ns"));
+    }
+  }
+  return values;
+}
+
+std::string amount(double v, bool memory) {
+  char text[32];
+  if (memory) std::snprintf(text, sizeof text, "%.0f KB", v);
+  else if (v >= 1) std::snprintf(text, sizeof text, "%.2f s", v);
+  else if (v >= 1e-3) std::snprintf(text, sizeof text, "%.2f ms", v * 1e3);
+  else if (v >= 1e-6) std::snprintf(text, sizeof text, "%.2f us", v * 1e6);
+  else std::snprintf(text, sizeof text, "%.1f ns", v * 1e9);
+  return text;
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+  std::vector<std::string> files;
+  for (int i = 1; i < argc; i++) {
+    if (std::filesystem::is_directory(argv[i])) {
+      for (const auto &e : std::filesystem::directory_iterator(argv[i]))
+        if (e.path().extension() == ".json") files.push_back(e.path());
+    } else {
+      files.push_back(argv[i]);
+    }
+  }
+  auto v = readResults(files);
+
+  /* A row: the rkdd measure, and the measure of each column it is set beside. */
+  struct Row {
+    std::string label, rkdd, flatbuffers, protobuf, bare;
+  };
+  std::vector<Row> rows;
+  const char *sizes[] = {"64/32/8", "512/256/24", "2048/1792/32", "2048/1792/255"};
+  for (const char *s : sizes) {
+    std::string z = s;
+    rows.push_back({"ddImportSchema " + z, "Import/rkdd/" + z, "Import/flatbuffers/" + z, "Import/protobuf/" + z,
+                    "Import/bare/" + z});
+  }
+  for (const char *s : sizes) {
+    std::string z = s;
+    rows.push_back({"peak memory, import " + z, "Memory/rkdd/" + z, "Memory/flatbuffers/" + z,
+                    "Memory/protobuf/" + z, "Memory/bare/" + z});
+  }
+  for (const char *f : {"ddNameToCode", "ddLabelToCode", "ddIlevel2Code"})
+    rows.push_back({std::string(f) + ", 10 full sites", std::string("Sites10/") + f,
+                    "Peers10/flatbuffers_LookupStruct", "Peers10/protobuf_FindMessageTypeByName", ""});
+  for (const char *f : {"ddGetFieldOffset", "ddGetSchema", "ddIsField"})
+    rows.push_back({std::string(f) + ", 255-field records", std::string("Fields255/") + f,
+                    "Fields255/flatbuffers_fields.Lookup", "Fields255/protobuf_FindFieldByName", ""});
+  rows.push_back({"ddFixup, 10 full sites (2048/1792/32)", "Sites10/ddFixup", "", "", "Import/bare/2048/1792/32"});
+  rows.push_back({"ddSetCode, compiled 2048/1792/255", "SetCode/rkdd/2048/1792/255", "", "", "Import/bare/2048/1792/255"});
+
+  std::printf("%-40s %12s %14s %14s %14s\n", "rkdd measure", "rkdd", "/ flatbuffers", "/ protobuf", "/ bare pass");
+  auto ratio = [&](const std::string &num, const std::string &den) -> std::string {
+    if (den.empty() || !v.count(num) || !v.count(den) || v[den] <= 0) return "-";
+    char text[32];
+    std::snprintf(text, sizeof text, "%.3g", v[num] / v[den]);
+    return text;
+  };
+  for (const Row &r : rows) {
+    bool memory = r.rkdd.rfind("Memory/", 0) == 0;
+    std::string own = v.count(r.rkdd) ? amount(v[r.rkdd], memory) : "missing";
+    std::printf("%-40s %12s %14s %14s %14s\n", r.label.c_str(), own.c_str(), ratio(r.rkdd, r.flatbuffers).c_str(),
+                ratio(r.rkdd, r.protobuf).c_str(), ratio(r.rkdd, r.bare).c_str());
+  }
+  std::printf("\nEach ratio is rkdd's time (or peak memory) over the column's; below 1 means rkdd is faster.\n");
+  return 0;
+}
