@@ -1,4 +1,6 @@
 /* Record fields: bit word, queries, deferred layout, ownership, follow queries. */
+#include <algorithm>
+
 #include "rkruntime.h"
 #include "store_fixture.h"
 
@@ -317,4 +319,32 @@ TEST_F(Fields, FollowQueriesEndOnCycles) {
   for (int i = 0; i + 1 < 40; i++)
     ASSERT_EQ(setFields(rungs[i], std::vector(2, makeSlot(rungs[i + 1], DD_KIND_POINTER))), 1);
   EXPECT_EQ(ddIsFieldFollowPointer(rungs[0], hidden) + ddIsFieldFollowAll(rungs[0], hidden), 0);
+}
+
+TEST_F(Fields, WideTablesFindTheFirstSlotAndFollowReplacement) {
+  std::vector<int> items;
+  for (int i = 0; i < 40; i++) items.push_back(data(2));
+  int r = record();
+  std::vector<ddField> slots;
+  for (int i = 0; i < 40; i++) slots.push_back(makeSlot(items[i]));
+  slots[30] = makeSlot(items[5], DD_KIND_POINTER); /* one code in two slots */
+  ASSERT_EQ(setFields(r, slots), 1);
+  int offset = -1, kind = -1;
+  ASSERT_EQ(ddGetFieldOffset(r, items[5], &offset, nullptr, &kind), 1);
+  EXPECT_EQ(V({offset, kind}), V({10, DD_KIND_DC}));
+  EXPECT_EQ(ddIsField(r, items[30]), 0);
+  EXPECT_EQ(ddGetFieldSchema(r, items[39]), &ddGetField(r)[39]);
+
+  /* A new table of the same width, perhaps at the same address. */
+  std::reverse(slots.begin(), slots.end());
+  ASSERT_EQ(setFields(r, slots), 1);
+  EXPECT_EQ(ddGetFieldSchema(r, items[39]), &ddGetField(r)[0]);
+  ASSERT_EQ(ddGetFieldOffset(r, items[5], &offset, nullptr, &kind), 1);
+  EXPECT_EQ(kind, DD_KIND_POINTER); /* slot 9 now comes first */
+  EXPECT_EQ(ddIsField(r, items[30]), 0);
+  for (int round = 1; round <= 4; round++) { /* freed tables' addresses come back */
+    std::rotate(slots.begin(), slots.begin() + 1, slots.end());
+    ASSERT_EQ(setFields(r, slots), 1);
+    EXPECT_EQ(ddGetFieldSchema(r, items[39]), &ddGetField(r)[40 - round]) << round;
+  }
 }

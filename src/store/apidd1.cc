@@ -5,6 +5,7 @@
 */
 #define RK_SOURCE_NAME "apidd1"
 #include "ddstore.h"
+#include "ddfield.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -301,14 +302,14 @@ int ddWalkSchemas(ddSchemaVisit visit, int records, int data, void *user) {
 
 int ddNameToCode(const char *name) {
   if (name == nullptr) return 0;
-  ddSchema *entry = ddIndexFindName(name, 1, 1);
+  ddSchema *entry = ddIndexFindName(name, 0);
   return entry ? entry->code : 0;
 }
 
 ddRSchema *ddRecordByName(const char *name) {
   if (name == nullptr) return nullptr;
   /* Only record entries are searched, and each begins with its head. */
-  return reinterpret_cast<ddRSchema *>(ddIndexFindName(name, 1, 0));
+  return reinterpret_cast<ddRSchema *>(ddIndexFindName(name, 1));
 }
 
 int ddLabelToCode(const char *label) {
@@ -787,6 +788,7 @@ void *ownedZeroBlock(size_t size) {
 ** by the offset. A grown code lies above every local bound, so a field
 ** table that two records share is not offset twice. */
 void fixEntry(const ddSite *site, ddRSchema *r) {
+  ddForgetFieldIndex(r->fields);
   for (int k = 0; r->fields != nullptr && k < r->fieldCount; k++) {
     int32_t &c = r->fields[k].code;
     if (inRange(c, site->firstRecord, site->lastRecord) || inRange(c, site->firstData, site->lastData))

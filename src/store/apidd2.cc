@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <unordered_map>
 #include <unordered_set>
 #include <vector>
 
@@ -68,10 +69,65 @@ void ddSetFieldKind(ddField *slot, int kind) {
 ** Field look-ups
 */
 
+namespace {
+
+/* A wide field table gets an index from code to its first slot, an open
+** hash kept beside the table and known by the table's address. Whoever
+** replaces or rewrites a table's codes drops its index; narrow tables are
+** scanned, which is as quick. */
+constexpr int kIndexedWidth = 32;
+
+struct FieldIndex {
+  int count = 0;
+  unsigned mask = 0;
+  std::vector<int32_t> codes;
+  std::vector<int16_t> slots; /* -1: empty */
+
+  static unsigned hash(int32_t code) { return static_cast<uint32_t>(code) * 0x9E3779B1u >> 7; }
+
+  void build(const ddField *f, int n) {
+    unsigned size = 64;
+    while (size < 2u * n) size *= 2;
+    count = n;
+    mask = size - 1;
+    codes.assign(size, 0);
+    slots.assign(size, -1);
+    for (int i = 0; i < n; i++) {
+      unsigned h = hash(f[i].code) & mask;
+      while (slots[h] >= 0 && codes[h] != f[i].code) h = (h + 1) & mask;
+      if (slots[h] < 0) codes[h] = f[i].code, slots[h] = static_cast<int16_t>(i); /* first slot wins */
+    }
+  }
+  int find(int32_t code) const {
+    for (unsigned h = hash(code) & mask; slots[h] >= 0; h = (h + 1) & mask)
+      if (codes[h] == code) return slots[h];
+    return -1;
+  }
+};
+
+std::unordered_map<const ddField *, FieldIndex> &fieldIndexes() {
+  static auto *indexes = new std::unordered_map<const ddField *, FieldIndex>; /* lives to exit */
+  return *indexes;
+}
+
+} // namespace
+
+void ddForgetFieldIndex(const ddField *fields) {
+  if (fields != nullptr) fieldIndexes().erase(fields);
+}
+
 ddField *ddFindFieldInRecord(ddRSchema *record, int fieldCode) {
   if (record == nullptr || record->fields == nullptr) return nullptr;
-  for (int i = 0; i < record->fieldCount; i++)
-    if (record->fields[i].code == fieldCode) return &record->fields[i];
+  ddField *f = record->fields;
+  int n = record->fieldCount;
+  if (n >= kIndexedWidth) {
+    FieldIndex &index = fieldIndexes()[f];
+    if (index.count != n) index.build(f, n);
+    int slot = index.find(fieldCode);
+    return slot >= 0 ? &f[slot] : nullptr;
+  }
+  for (int i = 0; i < n; i++)
+    if (f[i].code == fieldCode) return &f[i];
   return nullptr;
 }
 
@@ -311,6 +367,7 @@ int ddReplaceFieldTable(ddRSchema *record, const ddField *fields, int count) {
     ddOwnBlock(copy);
   }
   /* A compiled library's table is only let go, never freed. */
+  ddForgetFieldIndex(record->fields);
   ddReleaseBlock(record->fields);
   record->fields = copy;
   record->fieldCount = static_cast<uint8_t>(count & 0xFF);

@@ -69,6 +69,9 @@ ddField *ddFindField(int code, int fieldCode);
 /* The first slot of the entry holding fieldCode, or null. */
 ddField *ddFindFieldInRecord(ddRSchema *record, int fieldCode);
 
+/* Drops the look-up index of a field table whose codes are about to change. */
+void ddForgetFieldIndex(const ddField *fields);
+
 /* 1 when every slot names a definition (and, with refusePacked, none that is
 ** packed); a count of 0 passes whatever the array. */
 int ddCheckFieldTable(const ddField *fields, int count, int refusePacked);

@@ -1,8 +1,8 @@
 /*
-** Indexes over each site's entries by name, label and format level, so that
-** the searches by name, label and level take one probe per site. An index is
-** rebuilt when its site's tables move, grow or have a name, label or level
-** changed; the searches give exactly what a walk of the tables would give.
+** Indexes over all sites' entries by name, label and format level, so that
+** each search is one probe. The index is rebuilt when any site is added or
+** has its tables moved, grown, or a name, label or level changed in place;
+** every search gives exactly what a walk of the tables in its order gives.
 */
 #include <string_view>
 #include <unordered_map>
@@ -11,55 +11,89 @@
 
 namespace {
 
-using NameIndex = std::unordered_map<std::string_view, int>; /* text to first slot */
-
-struct SiteIndex {
-  const ddRSchema *records = nullptr;
-  const ddDSchema *data = nullptr;
-  int recordCount = -1;
-  int dataCount = -1;
-  unsigned stamp = 0;
-  bool built = false;
-  NameIndex recordByName, dataByName, dataByLabel;
-  std::unordered_map<int, int> recordByLevel;
+/* Where an entry stands: its site and its slot. */
+struct Place {
+  int site;
+  int slot;
 };
 
-SiteIndex indexes[DD_MAX_SITES];
+/* What the index was built from, site by site. */
+struct SiteShape {
+  const ddRSchema *records;
+  const ddDSchema *data;
+  int recordCount;
+  int dataCount;
+  unsigned stamp;
+};
+
+struct Index {
+  bool built = false;
+  int siteCount = 0;
+  SiteShape shapes[DD_MAX_SITES];
+  /* Each keeps the first entry in its search's order: emplace leaves a key
+  ** that is already there alone. */
+  std::unordered_map<std::string_view, Place> byName;       /* records first in a site */
+  std::unordered_map<std::string_view, Place> recordByName;
+  std::unordered_map<std::string_view, Place> dataByLabel;  /* last site first */
+  std::unordered_map<int, Place> recordByLevel;
+} index;
+
 unsigned stamps[DD_MAX_SITES]; /* bumped by every in-place change of a site's entries */
 
-/* The first slot keeps a key: emplace leaves an existing key alone. */
-SiteIndex &currentIndex(int siteNo) {
-  const ddSite *site = ddSiteTable[siteNo];
-  SiteIndex &x = indexes[siteNo];
-  if (x.built && x.records == site->recordTable && x.recordCount == site->recordCount &&
-      x.data == site->dataTable && x.dataCount == site->dataCount && x.stamp == stamps[siteNo])
-    return x;
-  x.recordByName.clear();
-  x.dataByName.clear();
-  x.dataByLabel.clear();
-  x.recordByLevel.clear();
-  for (int i = 0; site->recordTable != nullptr && i < site->recordCount; i++) {
-    const ddRSchema &r = site->recordTable[i];
-    if (r.head.name != nullptr) x.recordByName.emplace(r.head.name, i);
-    if (r.ilevel != 0) x.recordByLevel.emplace(r.ilevel, i);
-  }
-  for (int i = 0; site->dataTable != nullptr && i < site->dataCount; i++) {
-    const ddDSchema &d = site->dataTable[i];
-    if (d.head.name != nullptr) x.dataByName.emplace(d.head.name, i);
-    if (d.head.label != nullptr) x.dataByLabel.emplace(d.head.label, i);
-  }
-  x.records = site->recordTable;
-  x.data = site->dataTable;
-  x.recordCount = site->recordCount;
-  x.dataCount = site->dataCount;
-  x.stamp = stamps[siteNo];
-  x.built = true;
-  return x;
+SiteShape shapeOf(int n) {
+  const ddSite *s = ddSiteTable[n];
+  return {s->recordTable, s->dataTable, s->recordCount, s->dataCount, stamps[n]};
 }
 
-template <typename Key> int probe(const std::unordered_map<Key, int> &index, Key key) {
-  auto it = index.find(key);
-  return it == index.end() ? -1 : it->second;
+bool current() {
+  if (!index.built || index.siteCount != ddSiteTableCount) return false;
+  for (int n = 0; n < ddSiteTableCount; n++) {
+    SiteShape now = shapeOf(n), was = index.shapes[n];
+    if (now.records != was.records || now.data != was.data || now.recordCount != was.recordCount ||
+        now.dataCount != was.dataCount || now.stamp != was.stamp)
+      return false;
+  }
+  return true;
+}
+
+void rebuild() {
+  index.byName.clear();
+  index.recordByName.clear();
+  index.dataByLabel.clear();
+  index.recordByLevel.clear();
+  for (int n = 0; n < ddSiteTableCount; n++) {
+    const ddSite *s = ddSiteTable[n];
+    for (int i = 0; s->recordTable != nullptr && i < s->recordCount; i++) {
+      const ddRSchema &r = s->recordTable[i];
+      if (r.head.name != nullptr) {
+        index.byName.emplace(r.head.name, Place{n, i});
+        index.recordByName.emplace(r.head.name, Place{n, i});
+      }
+      if (r.ilevel != 0) index.recordByLevel.emplace(r.ilevel, Place{n, i});
+    }
+    for (int i = 0; s->dataTable != nullptr && i < s->dataCount; i++)
+      if (const char *name = s->dataTable[i].head.name) index.byName.emplace(name, Place{n, -1 - i});
+    index.shapes[n] = shapeOf(n);
+  }
+  for (int n = ddSiteTableCount - 1; n >= 0; n--) {
+    const ddSite *s = ddSiteTable[n];
+    for (int i = 0; s->dataTable != nullptr && i < s->dataCount; i++)
+      if (const char *label = s->dataTable[i].head.label) index.dataByLabel.emplace(label, Place{n, i});
+  }
+  index.siteCount = ddSiteTableCount;
+  index.built = true;
+}
+
+template <typename Map, typename Key> const Place *probe(const Map &map, Key key) {
+  if (!current()) rebuild();
+  auto it = map.find(key);
+  return it == map.end() ? nullptr : &it->second;
+}
+
+/* A record slot is >= 0; a data slot is stored as -1 - slot. */
+ddSchema *entryAt(const Place &p) {
+  const ddSite *s = ddSiteTable[p.site];
+  return p.slot >= 0 ? &s->recordTable[p.slot].head : &s->dataTable[-1 - p.slot].head;
 }
 
 } // namespace
@@ -72,30 +106,17 @@ void ddIndexCodeChanged(int code) {
   ddIndexSiteChanged(code / DD_CODE_BASE);
 }
 
-ddSchema *ddIndexFindName(const char *name, int records, int data) {
-  std::string_view key(name);
-  for (int n = 0; n < ddSiteTableCount; n++) {
-    SiteIndex &x = currentIndex(n);
-    int slot;
-    if (records && (slot = probe(x.recordByName, key)) >= 0) return &ddSiteTable[n]->recordTable[slot].head;
-    if (data && (slot = probe(x.dataByName, key)) >= 0) return &ddSiteTable[n]->dataTable[slot].head;
-  }
-  return nullptr;
+ddSchema *ddIndexFindName(const char *name, int recordsOnly) {
+  const Place *p = probe(recordsOnly ? index.recordByName : index.byName, std::string_view(name));
+  return p ? entryAt(*p) : nullptr;
 }
 
 ddSchema *ddIndexFindLabel(const char *label) {
-  std::string_view key(label);
-  for (int n = ddSiteTableCount - 1; n >= 0; n--) {
-    int slot = probe(currentIndex(n).dataByLabel, key);
-    if (slot >= 0) return &ddSiteTable[n]->dataTable[slot].head;
-  }
-  return nullptr;
+  const Place *p = probe(index.dataByLabel, std::string_view(label));
+  return p ? &ddSiteTable[p->site]->dataTable[p->slot].head : nullptr;
 }
 
 ddRSchema *ddIndexFindLevel(int ilevel) {
-  for (int n = 0; n < ddSiteTableCount; n++) {
-    int slot = probe(currentIndex(n).recordByLevel, ilevel);
-    if (slot >= 0) return &ddSiteTable[n]->recordTable[slot];
-  }
-  return nullptr;
+  const Place *p = probe(index.recordByLevel, ilevel);
+  return p ? &ddSiteTable[p->site]->recordTable[p->slot] : nullptr;
 }

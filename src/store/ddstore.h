@@ -57,9 +57,9 @@ ddRSchema *ddRecordByName(const char *name);
 ** ddIndexCodeChanged; moved or grown tables are noticed on their own. */
 void ddIndexSiteChanged(int siteNo);
 void ddIndexCodeChanged(int code);
-/* The first record (records != 0) or data (data != 0) entry with this name,
-** sites from 0 up and records first in each; null when there is none. */
-ddSchema *ddIndexFindName(const char *name, int records, int data);
+/* The first entry with this name, sites from 0 up and records before data
+** in each, or the first record alone with recordsOnly; null for none. */
+ddSchema *ddIndexFindName(const char *name, int recordsOnly);
 /* The first data entry with this label, from the last site down, or null. */
 ddSchema *ddIndexFindLabel(const char *label);
 /* The first record with this non-zero format level, from site 0 up, or null. */
