@@ -97,6 +97,7 @@ struct NumberIndex {
                             [](const auto &e, int32_t k) { return e.first < k; });
   }
   void note(int32_t key, mlistNode *node, bool front) {
+    if (nodes.empty() || nodes.back().first < key) return nodes.push_back({key, KeyNodes{node, node}});
     auto it = nodes.begin() + (at(key) - nodes.begin());
     if (it != nodes.end() && it->first == key)
       (front ? it->second.first : it->second.last) = node;
@@ -104,6 +105,7 @@ struct NumberIndex {
       nodes.insert(it, {key, KeyNodes{node, node}});
   }
   mlistNode *before(int32_t key) const {
+    if (!nodes.empty() && nodes.back().first < key) return nodes.back().second.last;
     auto next = at(key);
     return next == nodes.begin() ? nullptr : std::prev(next)->second.last;
   }

@@ -23,6 +23,11 @@ int capacity(const ddSite *site, bool records) {
   return records ? site->firstData - site->recordBase : DD_CODE_BASE - site->dataBase;
 }
 
+/* The code that data item d has or will have in the site being built. */
+int dataCode(ddBuildContext *context, const ddBufData *d) {
+  return d->number < capacity(ddSiteAt(context->site), false) ? ddSiteDataCode(context->site, d->number) : 0;
+}
+
 mlist *listOf(intptr_t set) {
   return reinterpret_cast<mlist *>(set);
 }
@@ -91,7 +96,7 @@ void freeTables(mmap *map) {
 int ddCodeFromName(ddBuildContext *context, const char *name) {
   ddSite *site = ddSiteAt(context->site);
   if (auto *d = static_cast<ddBufData *>(ddBufferFindName(name, context->buffer->dataByName)))
-    return d->number < capacity(site, false) ? ddSiteDataCode(context->site, d->number) : 0;
+    return dataCode(context, d);
   if (auto *r = static_cast<ddBufRecord *>(ddBufferFindName(name, context->buffer->recordByName)))
     return r->number < capacity(site, true) ? ddSiteRecordCode(context->site, r->number) : 0;
   return 0;
@@ -114,11 +119,14 @@ ddField *ddBuildFieldTable(ddBuildContext *context, ddBufStruct *structure) {
   for (mlistNode *n = mlistHead(listOf(structure->members)); n && next < count; n = mlistNext(n)) {
     auto *member = reinterpret_cast<ddBufMember *>(n->value);
     if (member->share || member->pad) continue;
-    int kind = member->ptr ? DD_KIND_POINTER
-               : ddBufferFindName(member->name, context->buffer->dataByName) ? DD_KIND_DC
-                                                                               : DD_KIND_STRUCTURE;
+    int kind = member->ptr ? DD_KIND_POINTER : DD_KIND_STRUCTURE;
     ddField &slot = slots[next++];
-    slot.code = ddCodeFromName(context, member->name);
+    if (auto *d = static_cast<ddBufData *>(ddBufferFindName(member->name, context->buffer->dataByName))) {
+      if (!member->ptr) kind = DD_KIND_DC;
+      slot.code = dataCode(context, d);
+    } else {
+      slot.code = ddCodeFromName(context, member->name);
+    }
     slot.bits = (static_cast<uint32_t>(member->bit) & DD_FIELD_BITPOS_MASK) |
                 (static_cast<uint32_t>(kind) << DD_FIELD_KIND_SHIFT);
     slot.offset = 0;
