@@ -5,7 +5,9 @@
 ** every search gives exactly what a walk of the tables in its order gives.
 */
 #include <string_view>
+#include <type_traits>
 #include <unordered_map>
+#include <vector>
 
 #include "ddstore.h"
 
@@ -26,15 +28,70 @@ struct SiteShape {
   unsigned stamp;
 };
 
+/* An open hash from text to the first place that holds it: one array, so a
+** search touches one slot and the text it names. */
+class TextIndex {
+public:
+  void clear() {
+    slots_.assign(64, Slot{});
+    used_ = 0;
+  }
+  /* Keeps the first place given for a text. */
+  void emplace(const char *text, Place place) {
+    if (2 * (used_ + 1) > slots_.size()) grow();
+    std::string_view key(text);
+    size_t hash = std::hash<std::string_view>{}(key);
+    size_t mask = slots_.size() - 1;
+    for (size_t i = hash & mask;; i = (i + 1) & mask) {
+      Slot &s = slots_[i];
+      if (s.text == nullptr) {
+        s = {hash, text, place};
+        used_++;
+        return;
+      }
+      if (s.hash == hash && key == s.text) return;
+    }
+  }
+  const Place *find(std::string_view key) const {
+    if (slots_.empty()) return nullptr;
+    size_t hash = std::hash<std::string_view>{}(key);
+    size_t mask = slots_.size() - 1;
+    for (size_t i = hash & mask; slots_[i].text != nullptr; i = (i + 1) & mask)
+      if (slots_[i].hash == hash && key == slots_[i].text) return &slots_[i].place;
+    return nullptr;
+  }
+
+private:
+  struct Slot {
+    size_t hash = 0;
+    const char *text = nullptr;
+    Place place = {0, 0};
+  };
+  void grow() {
+    std::vector<Slot> old;
+    old.swap(slots_);
+    slots_.assign(old.size() * 2, Slot{});
+    size_t mask = slots_.size() - 1;
+    for (const Slot &s : old) {
+      if (s.text == nullptr) continue;
+      size_t i = s.hash & mask;
+      while (slots_[i].text != nullptr) i = (i + 1) & mask;
+      slots_[i] = s;
+    }
+  }
+  std::vector<Slot> slots_;
+  size_t used_ = 0;
+};
+
 struct Index {
   bool built = false;
   int siteCount = 0;
   SiteShape shapes[DD_MAX_SITES];
   /* Each keeps the first entry in its search's order: emplace leaves a key
   ** that is already there alone. */
-  std::unordered_map<std::string_view, Place> byName;       /* records first in a site */
-  std::unordered_map<std::string_view, Place> recordByName;
-  std::unordered_map<std::string_view, Place> dataByLabel;  /* last site first */
+  TextIndex byName;       /* records first in a site */
+  TextIndex recordByName;
+  TextIndex dataByLabel;  /* last site first */
   std::unordered_map<int, Place> recordByLevel;
 } index;
 
@@ -86,8 +143,12 @@ void rebuild() {
 
 template <typename Map, typename Key> const Place *probe(const Map &map, Key key) {
   if (!current()) rebuild();
-  auto it = map.find(key);
-  return it == map.end() ? nullptr : &it->second;
+  if constexpr (std::is_same_v<Map, TextIndex>) {
+    return map.find(key);
+  } else {
+    auto it = map.find(key);
+    return it == map.end() ? nullptr : &it->second;
+  }
 }
 
 /* A record slot is >= 0; a data slot is stored as -1 - slot. */
