@@ -68,7 +68,7 @@ TEST(Buffer, SetsStaySortedWhateverTheOrderOfArrival) {
   EXPECT_STREQ(static_cast<ddBufKey *>(ddBufferFindName("q", b.defines))->name, "q");
 
   /* Equal indices: the newest stands first and is the one found. */
-  intptr_t items = 0;
+  static intptr_t items = 0; /* kept reachable, like a buffer's sets */
   for (auto [name, index] : {std::pair{"i2", 2}, {"i0", 0}, {"j2", 2}, {"i1", 1}, {"k2", 2}})
     ddBufferAddItem(&b, DDBUF_PARENT, &items, name, index);
   EXPECT_EQ(names(items), (Names{"i0", "i1", "k2", "j2", "i2"}));
@@ -77,7 +77,7 @@ TEST(Buffer, SetsStaySortedWhateverTheOrderOfArrival) {
   /* A set begun without the buffer's help is searched and extended right,
   ** and so is one whose buffer was released. */
   static ddBufKey early = {const_cast<char *>("n"), 0};
-  intptr_t set = 0;
+  static intptr_t set = 0;
   msetInsert(reinterpret_cast<intptr_t>(&early), &set, ddBufferCompareName);
   b.describes = set;
   ddBufferAddName(&b, DDBUF_DESCRIBE, "z");
