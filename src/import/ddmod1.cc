@@ -23,9 +23,15 @@ int capacity(const ddSite *site, bool records) {
   return records ? site->firstData - site->recordBase : DD_CODE_BASE - site->dataBase;
 }
 
-/* The code that data item d has or will have in the site being built. */
+/* The code that data item d (record r) has or will have in the site being built. */
 int dataCode(ddBuildContext *context, const ddBufData *d) {
   return d->number < capacity(ddSiteAt(context->site), false) ? ddSiteDataCode(context->site, d->number) : 0;
+}
+
+int recordCode(ddBuildContext *context, const char *name) {
+  auto *r = static_cast<ddBufRecord *>(ddBufferFindName(name, context->buffer->recordByName));
+  if (r == nullptr) return 0;
+  return r->number < capacity(ddSiteAt(context->site), true) ? ddSiteRecordCode(context->site, r->number) : 0;
 }
 
 mlist *listOf(intptr_t set) {
@@ -94,12 +100,9 @@ void freeTables(mmap *map) {
 } // namespace
 
 int ddCodeFromName(ddBuildContext *context, const char *name) {
-  ddSite *site = ddSiteAt(context->site);
   if (auto *d = static_cast<ddBufData *>(ddBufferFindName(name, context->buffer->dataByName)))
     return dataCode(context, d);
-  if (auto *r = static_cast<ddBufRecord *>(ddBufferFindName(name, context->buffer->recordByName)))
-    return r->number < capacity(site, true) ? ddSiteRecordCode(context->site, r->number) : 0;
-  return 0;
+  return recordCode(context, name);
 }
 
 void *ddCachedTable(ddBuildContext *context, void *entry, mmap *map, ddTableBuilder builder) {
@@ -125,7 +128,7 @@ ddField *ddBuildFieldTable(ddBuildContext *context, ddBufStruct *structure) {
       if (!member->ptr) kind = DD_KIND_DC;
       slot.code = dataCode(context, d);
     } else {
-      slot.code = ddCodeFromName(context, member->name);
+      slot.code = recordCode(context, member->name); /* not a data item: a record or nothing */
     }
     slot.bits = (static_cast<uint32_t>(member->bit) & DD_FIELD_BITPOS_MASK) |
                 (static_cast<uint32_t>(kind) << DD_FIELD_KIND_SHIFT);

@@ -923,12 +923,12 @@ void ddAssignIlevels(ddSite *site) {
     ddRSchema *r = &site->recordTable[i];
     if (r->head.tagType != MTYPE_BEAD && r->head.tagType != MTYPE_REC) continue;
     r->ilevel = ddNextIlevel;
-    ddIndexSiteChanged(site->siteNo);
     if (ddNextIlevel < DD_ILEVEL_LAST)
       ddNextIlevel++;
     else
       std::printf("WARNING: Internal format level overflow\n");
   }
+  ddIndexSiteChanged(site->siteNo);
 }
 
 /* Only the entry tables and maps move. Field tables, name tables and texts
