@@ -1,7 +1,7 @@
 /*
-** The memory layer: malloc with a small header on each block that records
-** its size and the source file that asked for it, so that live blocks and
-** bytes can be counted per file and a bad release is caught at once.
+** The memory layer: a small header on each block records its size and the
+** source file that asked for it, so that live blocks and bytes can be counted
+** per file and a bad release is caught at once. Small blocks come from pools.
 */
 #include "rkruntime.h"
 
@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <algorithm>
 #include <atomic>
 
 namespace {
@@ -76,11 +77,75 @@ uint32_t countFor(const char *file) {
   return fileCountUsed++;
 }
 
+/* Small blocks. A schema import asks for hundreds of thousands of blocks of a
+** few dozen bytes (names, entries, list nodes) and keeps most of them for
+** good; malloc spends more on each than the caller does. So blocks of up to
+** kPooledMax bytes are carved from slabs, one pool per 16-byte size class,
+** and a released one goes on its class's free list for the next request of
+** that class. Slabs are never given back. Under AddressSanitizer, and in a
+** build for valgrind (RKRUNTIME_NO_POOL), every block is a malloc block of its
+** own, so that those tools see each one. */
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define RKRUNTIME_NO_POOL 1
+#endif
+#endif
+#if defined(RKRUNTIME_NO_POOL) || defined(__SANITIZE_ADDRESS__)
+constexpr size_t kPooledMax = 0;
+#else
+constexpr size_t kPooledMax = 256;
+#endif
+constexpr size_t kGrain = sizeof(BlockHeader);
+constexpr size_t kFirstSlab = 4096, kLargestSlab = 64 * 1024;
+
+struct FreeBlock {
+  FreeBlock *next;
+};
+struct Pool {
+  FreeBlock *free;   /* released blocks of this class */
+  char *next, *end;  /* what is left of the newest slab */
+  size_t slabBytes;  /* size of the next slab: doubles up to kLargestSlab */
+};
+Pool pools[kPooledMax / kGrain + 1];
+
+bool pooled(size_t size) { return kPooledMax > 0 && size <= kPooledMax; }
+Pool &poolFor(size_t size) { return pools[size == 0 ? 0 : (size - 1) / kGrain]; }
+
+BlockHeader *takeBlock(size_t size) {
+  if (!pooled(size)) return static_cast<BlockHeader *>(std::malloc(sizeof(BlockHeader) + size));
+  Pool &pool = poolFor(size);
+  if (FreeBlock *f = pool.free) {
+    pool.free = f->next;
+    return reinterpret_cast<BlockHeader *>(f) - 1;
+  }
+  size_t total = sizeof(BlockHeader) + (size == 0 ? kGrain : (size + kGrain - 1) / kGrain * kGrain);
+  if (pool.next == nullptr || static_cast<size_t>(pool.end - pool.next) < total) {
+    pool.slabBytes = pool.slabBytes == 0 ? kFirstSlab : std::min(2 * pool.slabBytes, kLargestSlab);
+    auto *slab = static_cast<char *>(std::malloc(pool.slabBytes)); /* malloc aligns to 16 */
+    if (slab == nullptr) return nullptr;
+    pool.next = slab;
+    pool.end = slab + pool.slabBytes;
+  }
+  auto *h = reinterpret_cast<BlockHeader *>(pool.next);
+  pool.next += total;
+  return h;
+}
+
+void giveBack(BlockHeader *h) {
+  if (!pooled(h->size)) return std::free(h);
+  Pool &pool = poolFor(h->size);
+  /* The link lives in the body (every pooled body has 16 bytes or more), so
+  ** the header keeps its dead mark and a second release is still caught. */
+  auto *f = reinterpret_cast<FreeBlock *>(h + 1);
+  f->next = pool.free;
+  pool.free = f;
+}
+
 void *allocate(size_t size, const char *file, int line, unsigned char fill) {
   Guard guard;
   bool overLimit = byteLimit != 0 && (liveTotal > byteLimit || size > byteLimit - liveTotal);
   if (overLimit || size > SIZE_MAX - sizeof(BlockHeader)) fail("out of memory", file, line);
-  auto *h = static_cast<BlockHeader *>(std::malloc(sizeof(BlockHeader) + size));
+  BlockHeader *h = takeBlock(size);
   if (h == nullptr) fail("out of memory", file, line);
   h->magic = kLiveMagic;
   h->size = size;
@@ -114,7 +179,7 @@ extern "C" void UZA_free(void *block, const char *file, int line) {
   fileCounts[h->owner].bytes -= static_cast<long>(h->size);
   liveTotal -= h->size;
   std::memset(block, kDeadByte, h->size);
-  std::free(h);
+  giveBack(h);
 }
 
 namespace {

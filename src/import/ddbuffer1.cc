@@ -18,6 +18,7 @@
 #include <vector>
 #include <type_traits>
 
+#include "support/mhash.h"
 #include "support/mlist.h"
 #include "rkdd/rkdd.h"
 #include "support/rkmem.h"
@@ -70,20 +71,22 @@ struct KeyNodes {
 ** ordered map and what a search finds in a hash. */
 struct NameIndex {
   std::map<std::string_view, KeyNodes> nodes;
-  std::unordered_map<std::string_view, mlistNode *> first;
+  TextHash<mlistNode *> first;
 
   void note(std::string_view key, mlistNode *node, bool front) {
     auto [it, fresh] = nodes.try_emplace(key, KeyNodes{node, node});
     if (!fresh) (front ? it->second.first : it->second.last) = node;
-    if (front || fresh) first[key] = node;
+    bool added;
+    mlistNode *&found = first.insert(key, &added);
+    if (front || added) found = node;
   }
   mlistNode *before(std::string_view key) const {
     auto next = nodes.lower_bound(key);
     return next == nodes.begin() ? nullptr : std::prev(next)->second.last;
   }
-  intptr_t find(std::string_view key) const {
-    auto it = first.find(key);
-    return it == first.end() ? 0 : it->second->value;
+  intptr_t find(std::string_view key) {
+    mlistNode **node = first.find(key);
+    return node ? (*node)->value : 0;
   }
 };
 
@@ -115,8 +118,42 @@ struct NumberIndex {
   }
 };
 
-std::unordered_map<const mlist *, NameIndex> nameIndexes;
-std::unordered_map<const mlist *, NumberIndex> numberIndexes;
+/* The index of each set, known by its list. A few sets take nearly every
+** call (the data and record names, the structure being read), so a small
+** cache of recent look-ups stands in front of each map. */
+template <typename Index> struct IndexMap {
+  std::unordered_map<const mlist *, Index> map;
+  struct Recent {
+    const mlist *list;
+    Index *index;
+  } recent[8] = {};
+
+  Recent &slotOf(const mlist *list) { return recent[(reinterpret_cast<uintptr_t>(list) >> 4) & 7]; }
+  /* The index of list, or null when it has none. */
+  Index *find(const mlist *list) {
+    Recent &r = slotOf(list);
+    if (r.list == list && list != nullptr) return r.index;
+    auto it = map.find(list);
+    if (it == map.end()) return nullptr;
+    r = {list, &it->second}; /* map nodes do not move */
+    return &it->second;
+  }
+  /* The index of list, made empty when it has none; *made tells which. */
+  Index &make(const mlist *list, bool *made) {
+    auto [it, fresh] = map.try_emplace(list);
+    *made = fresh;
+    slotOf(list) = {list, &it->second};
+    return it->second;
+  }
+  void drop(const mlist *list) {
+    Recent &r = slotOf(list);
+    if (r.list == list) r = {};
+    map.erase(list);
+  }
+};
+
+IndexMap<NameIndex> nameIndexes;
+IndexMap<NumberIndex> numberIndexes;
 
 mlist *setList(intptr_t *root) {
   if (*root == 0) *root = reinterpret_cast<intptr_t>(mlistNew());
@@ -129,11 +166,12 @@ int32_t numberKey(const ddBufKey *entry) { return entry->number; }
 /* Inserts entry in front of its equals, after every smaller key, as a sorted
 ** insert does. The index of a list is made on first use from what it holds. */
 template <typename Index, typename Key>
-void insertIndexed(std::unordered_map<const mlist *, Index> &indexes, intptr_t *root,
-                   const ddBufKey *entry, Key (*keyOf)(const ddBufKey *)) {
+void insertIndexed(IndexMap<Index> &indexes, intptr_t *root, const ddBufKey *entry,
+                   Key (*keyOf)(const ddBufKey *)) {
   mlist *list = setList(root);
-  auto [it, made] = indexes.try_emplace(list);
-  Index &index = it->second;
+  bool made = false;
+  Index *found = indexes.find(list);
+  Index &index = found ? *found : indexes.make(list, &made);
   if (made)
     for (mlistNode *n = list->first; n; n = n->next)
       index.note(keyOf(reinterpret_cast<const ddBufKey *>(n->value)), n, false);
@@ -152,22 +190,25 @@ void insertByNumber(intptr_t *root, const ddBufKey *entry) {
 
 /* A set filled some other way has no index and is searched from the front. */
 template <typename Key, typename Index>
-void *findIn(Index &indexes, intptr_t set, Key key, const ddBufKey &probe, mlistCompare compare) {
-  auto it = indexes.find(reinterpret_cast<const mlist *>(set));
-  if (it != indexes.end()) return reinterpret_cast<void *>(it->second.find(key));
+void *findIn(IndexMap<Index> &indexes, intptr_t set, Key key, const ddBufKey &probe, mlistCompare compare) {
+  if (Index *index = indexes.find(reinterpret_cast<const mlist *>(set)))
+    return reinterpret_cast<void *>(index->find(key));
   return reinterpret_cast<void *>(*msetFind(reinterpret_cast<intptr_t>(&probe), &set, compare));
 }
 
 void dropIndex(intptr_t set) {
-  nameIndexes.erase(reinterpret_cast<const mlist *>(set));
-  numberIndexes.erase(reinterpret_cast<const mlist *>(set));
+  nameIndexes.drop(reinterpret_cast<const mlist *>(set));
+  numberIndexes.drop(reinterpret_cast<const mlist *>(set));
 }
 
-char *copyText(const char *text) {
-  size_t n = std::strlen(text);
-  auto *copy = static_cast<char *>(rkAllocatez(n + 1));
-  std::memcpy(copy, text, n);
-  return copy;
+/* A zeroed record of size bytes with its own copy of name in the same block,
+** behind the record: one block per entry, which the entry owns whole. */
+ddBufKey *newNamed(size_t size, const char *name) {
+  size_t n = std::strlen(name);
+  auto *entry = static_cast<ddBufKey *>(rkAllocatez(size + n + 1));
+  entry->name = reinterpret_cast<char *>(entry) + size;
+  std::memcpy(entry->name, name, n);
+  return entry;
 }
 
 } // namespace
@@ -224,8 +265,7 @@ void *ddBufferAddName(ddBuffer *buffer, int kind, const char *name) {
     std::printf("ERROR: Internal error.\n");
     return nullptr;
   }
-  auto *entry = static_cast<ddBufKey *>(rkAllocatez(kNameKinds[kind].size));
-  entry->name = copyText(name);
+  ddBufKey *entry = newNamed(kNameKinds[kind].size, name);
   insertByName(&(buffer->*kNameKinds[kind].set), entry);
   return entry;
 }
@@ -236,9 +276,8 @@ void *ddBufferAddItem(ddBuffer *, int kind, intptr_t *owner, const char *name, i
     return nullptr;
   }
   size_t size = kind == DDBUF_STRUCT ? sizeof(ddBufMember) : sizeof(ddBufCodeItem);
-  auto *item = static_cast<ddBufKey *>(rkAllocatez(size));
+  ddBufKey *item = newNamed(size, name);
   item->number = index;
-  item->name = copyText(name);
   insertByNumber(owner, item);
   return item;
 }

@@ -38,9 +38,10 @@ void ddSkipSpace(ddStream *stream);
 int ddExpectChar(ddStream *stream, char c);
 
 /* Reads a list shaped by stops (opener or blank, separator, terminator) into
-** at most DD_LIST_SLOTS items, each a trimmed copy the caller releases with
-** ddFreeList. 0, with no items, when the opener is missing or the input ends
-** before the terminator. */
+** at most DD_LIST_SLOTS items, each a trimmed text. The texts live in the
+** reader's own slots: they stay good until the next ddReadList, and the
+** caller lets them go with ddFreeList. 0, with no items, when the opener is
+** missing or the input ends before the terminator. */
 int ddReadList(ddStream *stream, int *count, char **items, const char *stops);
 void ddFreeList(int *count, char **items);
 /* Splits an option item into key and value, buffers of DD_OPTION_SIZE. A

@@ -54,6 +54,12 @@ struct Gather {
     else
       cut = true;
   }
+  void add(const char *from, const char *to) {
+    size_t n = static_cast<size_t>(to - from), room = static_cast<size_t>(size - 1 - len);
+    if (n > room) cut = true, n = room;
+    std::memcpy(data + len, from, n);
+    len += static_cast<int>(n);
+  }
   void finish() {
     data[len] = 0;
     if (cut)
@@ -62,13 +68,22 @@ struct Gather {
   }
 };
 
+/* Takes the run of characters before the first one that stop accepts, or
+** before the end, into g. */
+template <class Stop> void gatherUntil(ddStream *s, Gather &g, Stop stop) {
+  const char *p = s->at;
+  while (p < s->end && !stop(static_cast<unsigned char>(*p))) p++;
+  g.add(s->at, p);
+  s->at = p;
+}
+
 /* A word as "%s" reads it: white space skipped, then up to the next white
 ** space. False, with nothing read, at end of input. */
 bool readWord(ddStream *s, char *out, int size) {
   skipWhile(s, isWhite);
   if (peek(s) == kEnd) return false;
   Gather word{out, size};
-  while (peek(s) != kEnd && !isWhite(peek(s))) word.add(*s->at++);
+  gatherUntil(s, word, isWhite);
   word.finish();
   return true;
 }
@@ -95,10 +110,10 @@ float toFloat(const char *v) {
   return static_cast<float>(d);
 }
 
-void releaseItems(int *count, char **items) {
-  for (int i = 0; i < *count; i++) rkFree(items[i]);
-  *count = 0;
-}
+/* The texts of the items of the latest list: a slot of DD_ITEM_SIZE each.
+** Every list statement of a file is read, used and let go before the next
+** is read, so one set of slots serves them all and no item needs a block. */
+char listSlots[DD_LIST_SLOTS][DD_ITEM_SIZE];
 
 /* ---- Option tables --------------------------------------------------- */
 
@@ -261,18 +276,28 @@ struct BlockFree {
 /* The whole file in one block (null for an empty file), its length in *n.
 ** Sets *error to the stream's error flag after the read. */
 std::unique_ptr<char, BlockFree> loadFile(FILE *f, size_t *n, int *error) {
-  std::unique_ptr<char, BlockFree> data;
+  /* A file that can tell its size is read into one block of that size; one
+  ** that cannot (a pipe), or that grows meanwhile, has its block doubled. A
+  ** size beyond any schema (a directory tells one) is not taken as a hint. */
+  constexpr long kLargestHint = 1L << 30;
   size_t cap = 0;
+  if (std::fseek(f, 0, SEEK_END) == 0) {
+    long size = std::ftell(f);
+    if (size > 0 && size < kLargestHint) cap = static_cast<size_t>(size) + 1;
+  }
+  std::rewind(f); /* also clears the error flag that a failed seek may leave */
+  std::unique_ptr<char, BlockFree> data(cap ? static_cast<char *>(rkAllocate(cap)) : nullptr);
   *n = 0;
-  char chunk[4096];
-  for (size_t got; (got = std::fread(chunk, 1, sizeof chunk, f)) > 0; *n += got) {
-    if (*n + got > cap) {
-      cap = (*n + got) * 2;
+  for (;;) {
+    if (*n == cap) {
+      cap = cap ? 2 * cap : 4096;
       auto *grown = static_cast<char *>(rkAllocate(cap));
       if (*n) std::memcpy(grown, data.get(), *n);
       data.reset(grown);
     }
-    std::memcpy(data.get() + *n, chunk, got);
+    size_t got = std::fread(data.get() + *n, 1, cap - *n, f);
+    if (got == 0) break;
+    *n += got;
   }
   *error = std::ferror(f);
   return data;
@@ -320,15 +345,15 @@ int ddReadList(ddStream *s, int *count, char **items, const char *stops) {
   char work[DD_ITEM_SIZE];
   Gather item{work, DD_ITEM_SIZE};
   bool dropped = false;
+  auto endsText = [=](int c) { return c == separator || c == terminator || c == '/' || c == '=' || c == '"'; };
+  auto endsQuoted = [](int c) { return c == '\\' || c == '"'; };
   for (;;) {
-    for (int c; (c = peek(s)) != kEnd && c != separator && c != terminator && c != '/' &&
-                c != '=' && c != '"';)
-      item.add(*s->at++);
+    gatherUntil(s, item, endsText);
     if (take(s, '=')) item.add('=');
     if (take(s, '"')) {
       item.add('"');
       for (;;) {
-        for (int c; (c = peek(s)) != kEnd && c != '\\' && c != '"';) item.add(*s->at++);
+        gatherUntil(s, item, endsQuoted);
         if (take(s, '"')) {
           item.add('"');
           break;
@@ -344,7 +369,7 @@ int ddReadList(ddStream *s, int *count, char **items, const char *stops) {
     int stop = peek(s);
     if (stop == kEnd) {
       /* No terminator will come: nothing of the list is kept. */
-      releaseItems(count, items);
+      *count = 0;
       std::printf("ERROR: Cannot read list\n");
       return 0;
     }
@@ -355,7 +380,10 @@ int ddReadList(ddStream *s, int *count, char **items, const char *stops) {
     while (!text.empty() && isBlank(text.back())) text.remove_suffix(1);
     while (!text.empty() && isBlank(text.front())) text.remove_prefix(1);
     if (*count < DD_LIST_SLOTS) {
-      items[(*count)++] = copyText(text.data(), text.size());
+      char *slot = listSlots[*count];
+      std::memcpy(slot, text.data(), text.size());
+      slot[text.size()] = 0;
+      items[(*count)++] = slot;
     } else if (!dropped) {
       dropped = true;
       std::printf("ERROR: List longer than %d items; the rest is skipped.\n", DD_LIST_SLOTS);
@@ -368,7 +396,7 @@ int ddReadList(ddStream *s, int *count, char **items, const char *stops) {
   return 1;
 }
 
-void ddFreeList(int *count, char **items) { releaseItems(count, items); }
+void ddFreeList(int *count, char **) { *count = 0; }
 
 void ddSplitOption(const char *item, char *key, char *value) {
   std::string_view text(item ? item : "");

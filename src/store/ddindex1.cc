@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "ddstore.h"
+#include "support/mhash.h"
 
 namespace {
 
@@ -28,59 +29,17 @@ struct SiteShape {
   unsigned stamp;
 };
 
-/* An open hash from text to the first place that holds it: one array, so a
-** search touches one slot and the text it names. */
-class TextIndex {
-public:
-  void clear() {
-    slots_.assign(64, Slot{});
-    used_ = 0;
-  }
-  /* Keeps the first place given for a text. */
+/* From text to the first place that holds it: emplace leaves a text that is
+** already there alone. */
+struct TextIndex {
+  TextHash<Place> hash;
+  void clear() { hash.clear(); }
   void emplace(const char *text, Place place) {
-    if (2 * (used_ + 1) > slots_.size()) grow();
-    std::string_view key(text);
-    size_t hash = std::hash<std::string_view>{}(key);
-    size_t mask = slots_.size() - 1;
-    for (size_t i = hash & mask;; i = (i + 1) & mask) {
-      Slot &s = slots_[i];
-      if (s.text == nullptr) {
-        s = {hash, text, place};
-        used_++;
-        return;
-      }
-      if (s.hash == hash && key == s.text) return;
-    }
+    bool fresh;
+    Place &at = hash.insert(text, &fresh);
+    if (fresh) at = place;
   }
-  const Place *find(std::string_view key) const {
-    if (slots_.empty()) return nullptr;
-    size_t hash = std::hash<std::string_view>{}(key);
-    size_t mask = slots_.size() - 1;
-    for (size_t i = hash & mask; slots_[i].text != nullptr; i = (i + 1) & mask)
-      if (slots_[i].hash == hash && key == slots_[i].text) return &slots_[i].place;
-    return nullptr;
-  }
-
-private:
-  struct Slot {
-    size_t hash = 0;
-    const char *text = nullptr;
-    Place place = {0, 0};
-  };
-  void grow() {
-    std::vector<Slot> old;
-    old.swap(slots_);
-    slots_.assign(old.size() * 2, Slot{});
-    size_t mask = slots_.size() - 1;
-    for (const Slot &s : old) {
-      if (s.text == nullptr) continue;
-      size_t i = s.hash & mask;
-      while (slots_[i].text != nullptr) i = (i + 1) & mask;
-      slots_[i] = s;
-    }
-  }
-  std::vector<Slot> slots_;
-  size_t used_ = 0;
+  const Place *find(std::string_view key) { return hash.find(key); }
 };
 
 struct Index {
@@ -93,7 +52,7 @@ struct Index {
   TextIndex recordByName;
   TextIndex dataByLabel;  /* last site first */
   std::unordered_map<int, Place> recordByLevel;
-} index;
+} lookup;
 
 unsigned stamps[DD_MAX_SITES]; /* bumped by every in-place change of a site's entries */
 
@@ -103,9 +62,9 @@ SiteShape shapeOf(int n) {
 }
 
 bool current() {
-  if (!index.built || index.siteCount != ddSiteTableCount) return false;
+  if (!lookup.built || lookup.siteCount != ddSiteTableCount) return false;
   for (int n = 0; n < ddSiteTableCount; n++) {
-    SiteShape now = shapeOf(n), was = index.shapes[n];
+    SiteShape now = shapeOf(n), was = lookup.shapes[n];
     if (now.records != was.records || now.data != was.data || now.recordCount != was.recordCount ||
         now.dataCount != was.dataCount || now.stamp != was.stamp)
       return false;
@@ -114,34 +73,34 @@ bool current() {
 }
 
 void rebuild() {
-  index.byName.clear();
-  index.recordByName.clear();
-  index.dataByLabel.clear();
-  index.recordByLevel.clear();
+  lookup.byName.clear();
+  lookup.recordByName.clear();
+  lookup.dataByLabel.clear();
+  lookup.recordByLevel.clear();
   for (int n = 0; n < ddSiteTableCount; n++) {
     const ddSite *s = ddSiteTable[n];
     for (int i = 0; s->recordTable != nullptr && i < s->recordCount; i++) {
       const ddRSchema &r = s->recordTable[i];
       if (r.head.name != nullptr) {
-        index.byName.emplace(r.head.name, Place{n, i});
-        index.recordByName.emplace(r.head.name, Place{n, i});
+        lookup.byName.emplace(r.head.name, Place{n, i});
+        lookup.recordByName.emplace(r.head.name, Place{n, i});
       }
-      if (r.ilevel != 0) index.recordByLevel.emplace(r.ilevel, Place{n, i});
+      if (r.ilevel != 0) lookup.recordByLevel.emplace(r.ilevel, Place{n, i});
     }
     for (int i = 0; s->dataTable != nullptr && i < s->dataCount; i++)
-      if (const char *name = s->dataTable[i].head.name) index.byName.emplace(name, Place{n, -1 - i});
-    index.shapes[n] = shapeOf(n);
+      if (const char *name = s->dataTable[i].head.name) lookup.byName.emplace(name, Place{n, -1 - i});
+    lookup.shapes[n] = shapeOf(n);
   }
   for (int n = ddSiteTableCount - 1; n >= 0; n--) {
     const ddSite *s = ddSiteTable[n];
     for (int i = 0; s->dataTable != nullptr && i < s->dataCount; i++)
-      if (const char *label = s->dataTable[i].head.label) index.dataByLabel.emplace(label, Place{n, i});
+      if (const char *label = s->dataTable[i].head.label) lookup.dataByLabel.emplace(label, Place{n, i});
   }
-  index.siteCount = ddSiteTableCount;
-  index.built = true;
+  lookup.siteCount = ddSiteTableCount;
+  lookup.built = true;
 }
 
-template <typename Map, typename Key> const Place *probe(const Map &map, Key key) {
+template <typename Map, typename Key> const Place *probe(Map &map, Key key) {
   if (!current()) rebuild();
   if constexpr (std::is_same_v<Map, TextIndex>) {
     return map.find(key);
@@ -168,16 +127,16 @@ void ddIndexCodeChanged(int code) {
 }
 
 ddSchema *ddIndexFindName(const char *name, int recordsOnly) {
-  const Place *p = probe(recordsOnly ? index.recordByName : index.byName, std::string_view(name));
+  const Place *p = probe(recordsOnly ? lookup.recordByName : lookup.byName, std::string_view(name));
   return p ? entryAt(*p) : nullptr;
 }
 
 ddSchema *ddIndexFindLabel(const char *label) {
-  const Place *p = probe(index.dataByLabel, std::string_view(label));
+  const Place *p = probe(lookup.dataByLabel, std::string_view(label));
   return p ? &ddSiteTable[p->site]->dataTable[p->slot].head : nullptr;
 }
 
 ddRSchema *ddIndexFindLevel(int ilevel) {
-  const Place *p = probe(index.recordByLevel, ilevel);
+  const Place *p = probe(lookup.recordByLevel, ilevel);
   return p ? &ddSiteTable[p->site]->recordTable[p->slot] : nullptr;
 }

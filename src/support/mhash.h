@@ -1,0 +1,90 @@
+/*
+** An open hash from texts to values, for the indexes kept beside lists and
+** tables. It points at texts that live elsewhere and copies none of them.
+*/
+#ifndef RKDD_SUPPORT_MHASH_H
+#define RKDD_SUPPORT_MHASH_H
+
+#include <cstdint>
+#include <cstring>
+#include <string_view>
+#include <vector>
+
+/* A hash of a short text, eight bytes at a time: names and labels are a
+** word or two long, where a byte-wise hash spends most of its time. */
+inline uint64_t mhashText(std::string_view text) {
+  const char *p = text.data();
+  size_t n = text.size();
+  uint64_t h = 0x9E3779B97F4A7C15u ^ n;
+  for (; n >= 8; p += 8, n -= 8) {
+    uint64_t w;
+    std::memcpy(&w, p, 8);
+    h = (h ^ w) * 0xBF58476D1CE4E5B9u;
+    h ^= h >> 31;
+  }
+  if (n > 0) {
+    uint64_t w = 0;
+    std::memcpy(&w, p, n);
+    h = (h ^ w) * 0x94D049BB133111EBu;
+    h ^= h >> 29;
+  }
+  return h ^ (h >> 32);
+}
+
+template <class Value> class TextHash {
+public:
+  /* The value of key, or null. */
+  Value *find(std::string_view key) {
+    if (used_ == 0) return nullptr;
+    uint64_t hash = mhashText(key);
+    for (size_t i = hash & mask(); slots_[i].text != nullptr; i = (i + 1) & mask())
+      if (slots_[i].matches(hash, key)) return &slots_[i].value;
+    return nullptr;
+  }
+  /* The value of text, added as Value{} (and *fresh set) when text is new.
+  ** text must stay as it is while the hash holds it. */
+  Value &insert(std::string_view text, bool *fresh) {
+    if (2 * (used_ + 1) > slots_.size()) grow();
+    uint64_t hash = mhashText(text);
+    size_t i = hash & mask();
+    for (; slots_[i].text != nullptr; i = (i + 1) & mask())
+      if (slots_[i].matches(hash, text)) {
+        *fresh = false;
+        return slots_[i].value;
+      }
+    slots_[i] = Slot{hash, text.data(), text.size(), Value{}};
+    used_++;
+    *fresh = true;
+    return slots_[i].value;
+  }
+  void clear() {
+    slots_.clear();
+    used_ = 0;
+  }
+
+private:
+  struct Slot {
+    uint64_t hash;
+    const char *text;
+    size_t len;
+    Value value;
+    bool matches(uint64_t h, std::string_view key) const {
+      return hash == h && len == key.size() && std::memcmp(text, key.data(), len) == 0;
+    }
+  };
+  size_t mask() const { return slots_.size() - 1; }
+  void grow() {
+    std::vector<Slot> old(slots_.empty() ? 32 : 2 * slots_.size(), Slot{0, nullptr, 0, Value{}});
+    old.swap(slots_);
+    for (const Slot &s : old) {
+      if (s.text == nullptr) continue;
+      size_t i = s.hash & mask();
+      while (slots_[i].text != nullptr) i = (i + 1) & mask();
+      slots_[i] = s;
+    }
+  }
+  std::vector<Slot> slots_;
+  size_t used_ = 0;
+};
+
+#endif
