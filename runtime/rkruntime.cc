@@ -1,7 +1,8 @@
 /*
-** The memory layer: a small header on each block records its size and the
-** source file that asked for it, so that live blocks and bytes can be counted
-** per file and a bad release is caught at once. Small blocks come from pools.
+** The memory layer: a small tag in front of each block records its size and
+** the source file that asked for it, so that live blocks and bytes can be
+** counted per file and a bad release is caught at once. Small blocks come
+** from pools, larger ones from malloc.
 */
 #include "rkruntime.h"
 
@@ -28,13 +29,20 @@ struct FileCount {
   long bytes;
 };
 
-/* Placed in front of every block; 16 bytes keeps the block 16-aligned. */
-struct alignas(16) BlockHeader {
+/* Right in front of every block. A pooled block's size fits the tag; a block
+** from malloc has kLargeSize there and its size in the word before the tag,
+** which keeps its body 16-aligned. */
+struct Tag {
   uint32_t magic;
-  uint32_t owner; /* index into fileCounts, or kOtherFiles */
-  uint64_t size;
+  uint16_t owner; /* index into fileCounts, or kOtherFiles */
+  uint16_t size;
 };
-static_assert(sizeof(BlockHeader) == 16, "header must keep blocks aligned");
+struct LargeHeader {
+  uint64_t size;
+  Tag tag;
+};
+static_assert(sizeof(Tag) == 8 && sizeof(LargeHeader) == 16, "headers keep blocks aligned");
+constexpr uint16_t kLargeSize = UINT16_MAX;
 
 constexpr int kMaxFiles = 64;
 constexpr uint32_t kOtherFiles = kMaxFiles;
@@ -79,12 +87,13 @@ uint32_t countFor(const char *file) {
 
 /* Small blocks. A schema import asks for hundreds of thousands of blocks of a
 ** few dozen bytes (names, entries, list nodes) and keeps most of them for
-** good; malloc spends more on each than the caller does. So blocks of up to
-** kPooledMax bytes are carved from slabs, one pool per 16-byte size class,
-** and a released one goes on its class's free list for the next request of
-** that class. Slabs are never given back. Under AddressSanitizer, and in a
-** build for valgrind (RKRUNTIME_NO_POOL), every block is a malloc block of its
-** own, so that those tools see each one. */
+** good; malloc spends more time and memory on each than the caller does. So
+** blocks of up to kPooledMax bytes are carved from slabs, one pool per 8-byte
+** size class, behind an 8-byte tag: they are 8-aligned, which every type the
+** library stores needs and no more. A released block goes on its class's
+** free list for the next request of that class; slabs are never given back.
+** Under AddressSanitizer, and in a build for valgrind (RKRUNTIME_NO_POOL),
+** every block comes from malloc, so that those tools see each one. */
 #if defined(__has_feature)
 #if __has_feature(address_sanitizer)
 #define RKRUNTIME_NO_POOL 1
@@ -95,48 +104,64 @@ constexpr size_t kPooledMax = 0;
 #else
 constexpr size_t kPooledMax = 256;
 #endif
-constexpr size_t kGrain = sizeof(BlockHeader);
+constexpr size_t kGrain = sizeof(Tag);
 constexpr size_t kFirstSlab = 4096, kLargestSlab = 64 * 1024;
+static_assert(kPooledMax < kLargeSize, "pooled sizes fit a tag");
 
 struct FreeBlock {
   FreeBlock *next;
 };
 struct Pool {
-  FreeBlock *free;   /* released blocks of this class */
-  char *next, *end;  /* what is left of the newest slab */
-  size_t slabBytes;  /* size of the next slab: doubles up to kLargestSlab */
+  FreeBlock *free;  /* released blocks of this class */
+  char *next, *end; /* what is left of the newest slab */
+  size_t slabBytes; /* size of the next slab: doubles up to kLargestSlab */
 };
 Pool pools[kPooledMax / kGrain + 1];
 
 bool pooled(size_t size) { return kPooledMax > 0 && size <= kPooledMax; }
 Pool &poolFor(size_t size) { return pools[size == 0 ? 0 : (size - 1) / kGrain]; }
 
-BlockHeader *takeBlock(size_t size) {
-  if (!pooled(size)) return static_cast<BlockHeader *>(std::malloc(sizeof(BlockHeader) + size));
+/* A block of size bytes with its tag in front, or null. */
+Tag *takeBlock(size_t size) {
+  if (!pooled(size)) {
+    auto *h = static_cast<LargeHeader *>(std::malloc(sizeof(LargeHeader) + size));
+    if (h == nullptr) return nullptr;
+    h->size = size;
+    h->tag.size = kLargeSize;
+    return &h->tag;
+  }
   Pool &pool = poolFor(size);
+  Tag *tag;
   if (FreeBlock *f = pool.free) {
     pool.free = f->next;
-    return reinterpret_cast<BlockHeader *>(f) - 1;
+    tag = reinterpret_cast<Tag *>(f) - 1;
+  } else {
+    /* The body has room for a free-list link, so size 0 takes kGrain too. */
+    size_t total = sizeof(Tag) + (size == 0 ? kGrain : (size + kGrain - 1) / kGrain * kGrain);
+    if (pool.next == nullptr || static_cast<size_t>(pool.end - pool.next) < total) {
+      pool.slabBytes = pool.slabBytes == 0 ? kFirstSlab : std::min(2 * pool.slabBytes, kLargestSlab);
+      auto *slab = static_cast<char *>(std::malloc(pool.slabBytes));
+      if (slab == nullptr) return nullptr;
+      pool.next = slab;
+      pool.end = slab + pool.slabBytes;
+    }
+    tag = reinterpret_cast<Tag *>(pool.next);
+    pool.next += total;
   }
-  size_t total = sizeof(BlockHeader) + (size == 0 ? kGrain : (size + kGrain - 1) / kGrain * kGrain);
-  if (pool.next == nullptr || static_cast<size_t>(pool.end - pool.next) < total) {
-    pool.slabBytes = pool.slabBytes == 0 ? kFirstSlab : std::min(2 * pool.slabBytes, kLargestSlab);
-    auto *slab = static_cast<char *>(std::malloc(pool.slabBytes)); /* malloc aligns to 16 */
-    if (slab == nullptr) return nullptr;
-    pool.next = slab;
-    pool.end = slab + pool.slabBytes;
-  }
-  auto *h = reinterpret_cast<BlockHeader *>(pool.next);
-  pool.next += total;
-  return h;
+  tag->size = static_cast<uint16_t>(size);
+  return tag;
 }
 
-void giveBack(BlockHeader *h) {
-  if (!pooled(h->size)) return std::free(h);
-  Pool &pool = poolFor(h->size);
-  /* The link lives in the body (every pooled body has 16 bytes or more), so
-  ** the header keeps its dead mark and a second release is still caught. */
-  auto *f = reinterpret_cast<FreeBlock *>(h + 1);
+size_t sizeOf(const Tag *tag) {
+  return tag->size == kLargeSize ? reinterpret_cast<const LargeHeader *>(tag + 1)[-1].size : tag->size;
+}
+
+void giveBack(Tag *tag) {
+  if (tag->size == kLargeSize) return std::free(reinterpret_cast<LargeHeader *>(tag + 1) - 1);
+  Pool &pool = poolFor(tag->size);
+  /* The link lives in the body, so the tag keeps its dead mark and a second
+  ** release is still caught. */
+  auto *f = reinterpret_cast<FreeBlock *>(tag + 1);
   f->next = pool.free;
   pool.free = f;
 }
@@ -144,16 +169,15 @@ void giveBack(BlockHeader *h) {
 void *allocate(size_t size, const char *file, int line, unsigned char fill) {
   Guard guard;
   bool overLimit = byteLimit != 0 && (liveTotal > byteLimit || size > byteLimit - liveTotal);
-  if (overLimit || size > SIZE_MAX - sizeof(BlockHeader)) fail("out of memory", file, line);
-  BlockHeader *h = takeBlock(size);
-  if (h == nullptr) fail("out of memory", file, line);
-  h->magic = kLiveMagic;
-  h->size = size;
-  h->owner = countFor(file);
-  fileCounts[h->owner].blocks++;
-  fileCounts[h->owner].bytes += static_cast<long>(size);
+  if (overLimit || size > SIZE_MAX - sizeof(LargeHeader)) fail("out of memory", file, line);
+  Tag *tag = takeBlock(size);
+  if (tag == nullptr) fail("out of memory", file, line);
+  tag->magic = kLiveMagic;
+  tag->owner = static_cast<uint16_t>(countFor(file));
+  fileCounts[tag->owner].blocks++;
+  fileCounts[tag->owner].bytes += static_cast<long>(size);
   liveTotal += size;
-  void *block = h + 1;
+  void *block = tag + 1;
   std::memset(block, fill, size);
   return block;
 }
@@ -171,15 +195,16 @@ extern "C" void *UZA_allocatez(size_t size, const char *file, int line) {
 extern "C" void UZA_free(void *block, const char *file, int line) {
   if (block == nullptr) fail("free of a null pointer", file, line);
   Guard guard;
-  BlockHeader *h = static_cast<BlockHeader *>(block) - 1;
-  if (h->magic == kDeadMagic) fail("block released twice", file, line);
-  if (h->magic != kLiveMagic) fail("free of a block this allocator did not give", file, line);
-  h->magic = kDeadMagic;
-  fileCounts[h->owner].blocks--;
-  fileCounts[h->owner].bytes -= static_cast<long>(h->size);
-  liveTotal -= h->size;
-  std::memset(block, kDeadByte, h->size);
-  giveBack(h);
+  Tag *tag = static_cast<Tag *>(block) - 1;
+  if (tag->magic == kDeadMagic) fail("block released twice", file, line);
+  if (tag->magic != kLiveMagic) fail("free of a block this allocator did not give", file, line);
+  tag->magic = kDeadMagic;
+  size_t size = sizeOf(tag);
+  fileCounts[tag->owner].blocks--;
+  fileCounts[tag->owner].bytes -= static_cast<long>(size);
+  liveTotal -= size;
+  std::memset(block, kDeadByte, size);
+  giveBack(tag);
 }
 
 namespace {

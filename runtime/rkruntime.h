@@ -20,7 +20,8 @@ extern "C" {
 
 /* A block of at least size bytes, filled with the byte 0xCD so that code
 ** reading memory it never wrote fails loudly. Never null: when memory runs
-** out the process prints one line to standard error and aborts. */
+** out the process prints one line to standard error and aborts. Blocks of up
+** to 256 bytes are aligned to 8 bytes, larger ones to 16. */
 RKRUNTIME_API void *UZA_allocate(size_t size, const char *file, int line);
 
 /* As UZA_allocate, but the block is filled with zero bytes. */

@@ -73,6 +73,7 @@ struct NameIndex {
   std::map<std::string_view, KeyNodes> nodes;
   TextHash<mlistNode *> first;
 
+  explicit NameIndex(const mlist *) {}
   void note(std::string_view key, mlistNode *node, bool front) {
     auto [it, fresh] = nodes.try_emplace(key, KeyNodes{node, node});
     if (!fresh) (front ? it->second.first : it->second.last) = node;
@@ -90,29 +91,50 @@ struct NameIndex {
   }
 };
 
-/* Sets by number: numbers and indexes arrive rising, in file order, so the
-** places are a sorted vector that nearly always grows at its end. */
+/* Sets by number: numbers and indexes arrive rising, in file order, so a new
+** element nearly always goes behind the last, and the last node is all that
+** is kept for that. The sorted places of every key are made from the list
+** the first time a search, or an element that is not the largest, needs
+** them, and kept up from then on: a structure's members never need them. */
 struct NumberIndex {
+  const mlist *list;
+  mlistNode *last = nullptr;
+  bool placed = false;
   std::vector<std::pair<int32_t, KeyNodes>> nodes;
 
-  auto at(int32_t key) const {
+  explicit NumberIndex(const mlist *of) : list(of) {}
+  static int32_t keyAt(const mlistNode *n) { return keyOf(n->value)->number; }
+  void place() {
+    if (placed) return;
+    placed = true;
+    for (mlistNode *n = list->first; n; n = n->next) {
+      if (!nodes.empty() && nodes.back().first == keyAt(n))
+        nodes.back().second.last = n;
+      else
+        nodes.push_back({keyAt(n), KeyNodes{n, n}});
+    }
+  }
+  auto at(int32_t key) {
+    place();
     return std::lower_bound(nodes.begin(), nodes.end(), key,
                             [](const auto &e, int32_t k) { return e.first < k; });
   }
   void note(int32_t key, mlistNode *node, bool front) {
+    if (node->next == nullptr) last = node;
+    if (!placed || !front) return; /* an index being made walks the list in order */
     if (nodes.empty() || nodes.back().first < key) return nodes.push_back({key, KeyNodes{node, node}});
-    auto it = nodes.begin() + (at(key) - nodes.begin());
+    auto it = at(key);
     if (it != nodes.end() && it->first == key)
-      (front ? it->second.first : it->second.last) = node;
+      it->second.first = node;
     else
       nodes.insert(it, {key, KeyNodes{node, node}});
   }
-  mlistNode *before(int32_t key) const {
-    if (!nodes.empty() && nodes.back().first < key) return nodes.back().second.last;
+  mlistNode *before(int32_t key) {
+    if (last == nullptr || keyAt(last) < key) return last;
     auto next = at(key);
     return next == nodes.begin() ? nullptr : std::prev(next)->second.last;
   }
-  intptr_t find(int32_t key) const {
+  intptr_t find(int32_t key) {
     auto it = at(key);
     return it != nodes.end() && it->first == key ? it->second.first->value : 0;
   }
@@ -140,7 +162,7 @@ template <typename Index> struct IndexMap {
   }
   /* The index of list, made empty when it has none; *made tells which. */
   Index &make(const mlist *list, bool *made) {
-    auto [it, fresh] = map.try_emplace(list);
+    auto [it, fresh] = map.try_emplace(list, list);
     *made = fresh;
     slotOf(list) = {list, &it->second};
     return it->second;
