@@ -63,8 +63,12 @@ TEST(Buffer, NameSpacesOrderAndNumbering) {
 TEST(Buffer, SetsStaySortedWhateverTheOrderOfArrival) {
   static ddBuffer b; /* a buffer's blocks are kept for good: static keeps them reachable */
   ddBufferInit(&b);
-  for (const char *n : {"m", "c", "x", "a", "q", "b"}) ddBufferAddName(&b, DDBUF_DEFINE, n);
-  EXPECT_EQ(names(b.defines), (Names{"a", "b", "c", "m", "q", "x"}));
+  /* Byte order as strcmp gives it: unsigned bytes, a name before its longer
+  ** forms, and names that agree in their first eight bytes. */
+  for (const char *n : {"m", "c", "abcdefghz", "x", "\xC3x", "abcdefgh", "a", "q", "abcdefghij", "b"})
+    ddBufferAddName(&b, DDBUF_DEFINE, n);
+  EXPECT_EQ(names(b.defines), (Names{"a", "abcdefgh", "abcdefghij", "abcdefghz", "b", "c", "m", "q",
+                                     "x", "\xC3x"}));
   EXPECT_STREQ(static_cast<ddBufKey *>(ddBufferFindName("q", b.defines))->name, "q");
 
   /* Equal indices: the newest stands first and is the one found. */
@@ -87,5 +91,6 @@ TEST(Buffer, SetsStaySortedWhateverTheOrderOfArrival) {
   ddBufferRelease(&b);
   EXPECT_STREQ(static_cast<ddBufKey *>(ddBufferFindName("m", b.defines))->name, "m");
   ddBufferAddName(&b, DDBUF_DEFINE, "n");
-  EXPECT_EQ(names(b.defines), (Names{"a", "b", "c", "m", "n", "q", "x"}));
+  EXPECT_EQ(names(b.defines), (Names{"a", "abcdefgh", "abcdefghij", "abcdefghz", "b", "c", "m", "n",
+                                     "q", "x", "\xC3x"}));
 }

@@ -24,7 +24,7 @@ inline uint64_t mhashText(std::string_view text) {
   }
   if (n > 0) {
     uint64_t w = 0;
-    std::memcpy(&w, p, n);
+    for (size_t i = 0; i < n; i++) w |= uint64_t{static_cast<unsigned char>(p[i])} << (8 * i);
     h = (h ^ w) * 0x94D049BB133111EBu;
     h ^= h >> 29;
   }
