@@ -90,23 +90,23 @@ struct OrderKey {
 ** ordered map and what a search finds in a hash. */
 struct NameIndex {
   std::map<OrderKey, KeyNodes> nodes;
-  TextHash<mlistNode *> first;
+  TextHash<intptr_t> first; /* the element a search finds */
 
   explicit NameIndex(const mlist *) {}
   void note(std::string_view key, mlistNode *node, bool front) {
     auto [it, fresh] = nodes.try_emplace(OrderKey(key), KeyNodes{node, node});
     if (!fresh) (front ? it->second.first : it->second.last) = node;
     bool added;
-    mlistNode *&found = first.insert(key, &added);
-    if (front || added) found = node;
+    intptr_t &found = first.insert(key, &added);
+    if (front || added) found = node->value;
   }
   mlistNode *before(std::string_view key) const {
     auto next = nodes.lower_bound(OrderKey(key));
     return next == nodes.begin() ? nullptr : std::prev(next)->second.last;
   }
   intptr_t find(std::string_view key) {
-    mlistNode **node = first.find(key);
-    return node ? (*node)->value : 0;
+    intptr_t *found = first.find(key);
+    return found ? *found : 0;
   }
 };
 

@@ -11,8 +11,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <unordered_set>
 
+#include "support/mhash.h"
 #include "support/mlist.h"
 #include "support/rkmem.h"
 
@@ -30,10 +30,12 @@ struct LookupCache {
 
 /* Every block the store allocated for texts, field tables and entry tables.
 ** Whatever is not here belongs to a library with a compiled schema. */
-std::unordered_set<const void *> &ownedBlocks() {
-  static auto *blocks = new std::unordered_set<const void *>; /* lives to exit */
+WordHash<bool> &ownedBlocks() {
+  static auto *blocks = new WordHash<bool>; /* lives to exit */
   return *blocks;
 }
+
+uint64_t wordOf(const void *block) { return reinterpret_cast<uintptr_t>(block); }
 
 bool sameText(const char *a, const char *b) {
   return std::strcmp(a, b) == 0;
@@ -42,15 +44,16 @@ bool sameText(const char *a, const char *b) {
 } // namespace
 
 void ddOwnBlock(const void *block) {
-  if (block != nullptr) ownedBlocks().insert(block);
+  bool fresh;
+  if (block != nullptr) ownedBlocks().insert(wordOf(block), &fresh);
 }
 
 int ddOwnsBlock(const void *block) {
-  return block != nullptr && ownedBlocks().count(block) != 0;
+  return block != nullptr && ownedBlocks().find(wordOf(block)) != nullptr;
 }
 
 int ddReleaseBlockAt(void *block, const char *file, int line) {
-  if (block == nullptr || ownedBlocks().erase(block) == 0) return 0;
+  if (block == nullptr || !ownedBlocks().erase(wordOf(block))) return 0;
   UZA_free(block, file, line);
   return 1;
 }

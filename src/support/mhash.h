@@ -1,10 +1,13 @@
 /*
-** An open hash from texts to values, for the indexes kept beside lists and
-** tables. It points at texts that live elsewhere and copies none of them.
+** Open hashes for the indexes kept beside lists and tables: from texts to
+** values (pointing at texts that live elsewhere, copying none), and from
+** one-word keys to values. Both probe one array, so a search touches one
+** slot and what it points at.
 */
 #ifndef RKDD_SUPPORT_MHASH_H
 #define RKDD_SUPPORT_MHASH_H
 
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <string_view>
@@ -80,6 +83,79 @@ private:
       if (s.text == nullptr) continue;
       size_t i = s.hash & mask();
       while (slots_[i].text != nullptr) i = (i + 1) & mask();
+      slots_[i] = s;
+    }
+  }
+  std::vector<Slot> slots_;
+  size_t used_ = 0;
+};
+
+/* A hash of a one-word key. */
+inline uint64_t mhashWord(uint64_t key) {
+  key = (key ^ (key >> 30)) * 0xBF58476D1CE4E5B9u;
+  key = (key ^ (key >> 27)) * 0x94D049BB133111EBu;
+  return key ^ (key >> 31);
+}
+
+/* From one-word keys to values. Entries are taken out by moving the ones
+** behind them back, so no tombstone slows a table that grows and shrinks. */
+template <class Value> class WordHash {
+public:
+  Value *find(uint64_t key) {
+    if (used_ == 0) return nullptr;
+    for (size_t i = mhashWord(key) & mask(); slots_[i].used; i = (i + 1) & mask())
+      if (slots_[i].key == key) return &slots_[i].value;
+    return nullptr;
+  }
+  /* The value of key, added as Value{} (and *fresh set) when key is new. */
+  Value &insert(uint64_t key, bool *fresh) {
+    if (2 * (used_ + 1) > slots_.size()) grow();
+    size_t i = mhashWord(key) & mask();
+    for (; slots_[i].used; i = (i + 1) & mask())
+      if (slots_[i].key == key) {
+        *fresh = false;
+        return slots_[i].value;
+      }
+    slots_[i] = Slot{key, Value{}, true};
+    used_++;
+    *fresh = true;
+    return slots_[i].value;
+  }
+  /* Takes key out; false when it was not there. */
+  bool erase(uint64_t key) {
+    if (used_ == 0) return false;
+    size_t i = mhashWord(key) & mask();
+    while (slots_[i].used && slots_[i].key != key) i = (i + 1) & mask();
+    if (!slots_[i].used) return false;
+    /* Each entry behind the hole, up to the next free slot, moves into the
+    ** hole unless its home lies between the hole and where it stands. */
+    for (size_t j = (i + 1) & mask(); slots_[j].used; j = (j + 1) & mask()) {
+      size_t home = mhashWord(slots_[j].key) & mask();
+      if (((j - home) & mask()) >= ((j - i) & mask())) {
+        slots_[i] = slots_[j];
+        i = j;
+      }
+    }
+    slots_[i].used = false;
+    used_--;
+    return true;
+  }
+  size_t size() const { return used_; }
+
+private:
+  struct Slot {
+    uint64_t key;
+    Value value;
+    bool used;
+  };
+  size_t mask() const { return slots_.size() - 1; }
+  void grow() {
+    std::vector<Slot> old(slots_.empty() ? 32 : 2 * slots_.size(), Slot{0, Value{}, false});
+    old.swap(slots_);
+    for (const Slot &s : old) {
+      if (!s.used) continue;
+      size_t i = mhashWord(s.key) & mask();
+      while (slots_[i].used) i = (i + 1) & mask();
       slots_[i] = s;
     }
   }

@@ -6,12 +6,11 @@
 #define RK_SOURCE_NAME "mmap1"
 #include "mmap.h"
 
-#include <unordered_map>
-
+#include "mhash.h"
 #include "rkmem.h"
 
 namespace {
-using KeyIndex = std::unordered_map<intptr_t, mmapEntry *>;
+using KeyIndex = WordHash<mmapEntry *>;
 
 KeyIndex *indexOf(mmap *map) {
   return static_cast<KeyIndex *>(map->index);
@@ -19,8 +18,8 @@ KeyIndex *indexOf(mmap *map) {
 
 mmapEntry *findEntry(mmap *map, intptr_t key) {
   if (KeyIndex *index = indexOf(map)) {
-    auto it = index->find(key);
-    return it == index->end() ? nullptr : it->second;
+    mmapEntry **e = index->find(static_cast<uint64_t>(key));
+    return e ? *e : nullptr;
   }
   for (mmapEntry *e = map->first; e != nullptr; e = e->next)
     if (map->equal ? map->equal(key, e->key) != 0 : key == e->key) return e;
@@ -57,7 +56,8 @@ intptr_t mmapPut(mmap *map, intptr_t key, intptr_t value) {
   e->key = key;
   e->value = value;
   map->first = e;
-  if (KeyIndex *index = indexOf(map)) index->emplace(key, e);
+  bool fresh;
+  if (KeyIndex *index = indexOf(map)) index->insert(static_cast<uint64_t>(key), &fresh) = e;
   return 0;
 }
 
