@@ -166,6 +166,12 @@ void *ddBufferNumber(ddBuffer *buffer, int kind, const char *name, int32_t numbe
 void *ddBufferFindName(const char *name, intptr_t set);
 void *ddBufferFindNumber(int32_t number, intptr_t set);
 
+/* The data item a member names, or null with *record set to the record it
+** names (null too when it names neither). Data items come first, as every
+** look-up of a member takes them. A member made by ddBufferAddItem keeps
+** what was found, since names once read never change their meaning. */
+ddBufData *ddBufferMemberTarget(ddBuffer *buffer, const ddBufMember *member, ddBufRecord **record);
+
 /* Structure autosize: gives every structure of the buffer its size in bytes
 ** and every member its byte offset and bit position. Always 0. */
 int ddAutosize(ddBuffer *buffer);

@@ -243,14 +243,27 @@ void dropIndex(intptr_t set) {
 }
 
 /* A zeroed record of size bytes with its own copy of name in the same block,
-** behind the record: one block per entry, which the entry owns whole. */
-ddBufKey *newNamed(size_t size, const char *name) {
+** extra bytes behind the record: one block per entry, which the entry owns
+** whole. */
+ddBufKey *newNamed(size_t size, size_t extra, const char *name) {
   size_t n = std::strlen(name);
-  auto *entry = static_cast<ddBufKey *>(rkAllocatez(size + n + 1));
-  entry->name = reinterpret_cast<char *>(entry) + size;
+  auto *entry = static_cast<ddBufKey *>(rkAllocatez(size + extra + n + 1));
+  entry->name = reinterpret_cast<char *>(entry) + size + extra;
   std::memcpy(entry->name, name, n);
   return entry;
 }
+
+/* A member made here keeps one word between its record and its name: the
+** data item or record its name stands for, with 1 in the low bit for a
+** record, once looked up. Its name pointer tells such a member from one
+** made elsewhere, which has no such word. */
+constexpr size_t kTargetBytes = sizeof(uintptr_t);
+uintptr_t *targetOf(const ddBufMember *member) {
+  auto at = reinterpret_cast<uintptr_t>(member) + sizeof(ddBufMember);
+  return reinterpret_cast<uintptr_t>(member->name) == at + kTargetBytes ? reinterpret_cast<uintptr_t *>(at)
+                                                                        : nullptr;
+}
+static_assert(alignof(ddBufData) > 1 && alignof(ddBufRecord) > 1, "the low bit of an entry is free");
 
 } // namespace
 
@@ -295,6 +308,19 @@ void *ddBufferFindNumber(int32_t number, intptr_t set) {
   return findIn(numberIndexes, set, number, key, ddBufferCompareNumber);
 }
 
+ddBufData *ddBufferMemberTarget(ddBuffer *buffer, const ddBufMember *member, ddBufRecord **record) {
+  uintptr_t *target = targetOf(member);
+  if (target != nullptr && *target != 0) {
+    *record = (*target & 1) ? reinterpret_cast<ddBufRecord *>(*target - 1) : nullptr;
+    return (*target & 1) ? nullptr : reinterpret_cast<ddBufData *>(*target);
+  }
+  auto *data = static_cast<ddBufData *>(ddBufferFindName(member->name, buffer->dataByName));
+  *record = data ? nullptr : static_cast<ddBufRecord *>(ddBufferFindName(member->name, buffer->recordByName));
+  if (target != nullptr && (data || *record))
+    *target = data ? reinterpret_cast<uintptr_t>(data) : reinterpret_cast<uintptr_t>(*record) + 1;
+  return data;
+}
+
 void *ddBufferAddName(ddBuffer *buffer, int kind, const char *name) {
   if (kind == DDBUF_DATA || kind == DDBUF_RECORD) {
     if (ddBufferFindName(name, buffer->dataByName) || ddBufferFindName(name, buffer->recordByName))
@@ -306,7 +332,7 @@ void *ddBufferAddName(ddBuffer *buffer, int kind, const char *name) {
     std::printf("ERROR: Internal error.\n");
     return nullptr;
   }
-  ddBufKey *entry = newNamed(kNameKinds[kind].size, name);
+  ddBufKey *entry = newNamed(kNameKinds[kind].size, 0, name);
   insertByName(&(buffer->*kNameKinds[kind].set), entry);
   return entry;
 }
@@ -316,8 +342,8 @@ void *ddBufferAddItem(ddBuffer *, int kind, intptr_t *owner, const char *name, i
     std::printf("ERROR: Internal error.\n");
     return nullptr;
   }
-  size_t size = kind == DDBUF_STRUCT ? sizeof(ddBufMember) : sizeof(ddBufCodeItem);
-  ddBufKey *item = newNamed(size, name);
+  ddBufKey *item = kind == DDBUF_STRUCT ? newNamed(sizeof(ddBufMember), kTargetBytes, name)
+                                        : newNamed(sizeof(ddBufCodeItem), 0, name);
   item->number = index;
   insertByNumber(owner, item);
   return item;
@@ -446,9 +472,7 @@ int ddSizeMember(ddBufMember *member, ddBufStruct *structure) {
   int type = MTYPE_CHAR;
   int64_t count = member->pad;
   if (member->pad == 0) {
-    data = static_cast<ddBufData *>(ddBufferFindName(member->name, autosizeBuffer->dataByName));
-    if (data == nullptr)
-      record = static_cast<ddBufRecord *>(ddBufferFindName(member->name, autosizeBuffer->recordByName));
+    data = ddBufferMemberTarget(autosizeBuffer, member, &record);
     if (data == nullptr && record == nullptr) {
       std::printf("ERROR: Unknown element, \"%s\"\n", member->name);
       return 1;

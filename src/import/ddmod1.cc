@@ -28,10 +28,13 @@ int dataCode(ddBuildContext *context, const ddBufData *d) {
   return d->number < capacity(ddSiteAt(context->site), false) ? ddSiteDataCode(context->site, d->number) : 0;
 }
 
+int codeOfRecord(ddBuildContext *context, const ddBufRecord *r) {
+  return r->number < capacity(ddSiteAt(context->site), true) ? ddSiteRecordCode(context->site, r->number) : 0;
+}
+
 int recordCode(ddBuildContext *context, const char *name) {
   auto *r = static_cast<ddBufRecord *>(ddBufferFindName(name, context->buffer->recordByName));
-  if (r == nullptr) return 0;
-  return r->number < capacity(ddSiteAt(context->site), true) ? ddSiteRecordCode(context->site, r->number) : 0;
+  return r ? codeOfRecord(context, r) : 0;
 }
 
 mlist *listOf(intptr_t set) {
@@ -124,11 +127,12 @@ ddField *ddBuildFieldTable(ddBuildContext *context, ddBufStruct *structure) {
     if (member->share || member->pad) continue;
     int kind = member->ptr ? DD_KIND_POINTER : DD_KIND_STRUCTURE;
     ddField &slot = slots[next++];
-    if (auto *d = static_cast<ddBufData *>(ddBufferFindName(member->name, context->buffer->dataByName))) {
+    ddBufRecord *r;
+    if (ddBufData *d = ddBufferMemberTarget(context->buffer, member, &r)) {
       if (!member->ptr) kind = DD_KIND_DC;
       slot.code = dataCode(context, d);
     } else {
-      slot.code = recordCode(context, member->name); /* not a data item: a record or nothing */
+      slot.code = r ? codeOfRecord(context, r) : 0;
     }
     slot.bits = (static_cast<uint32_t>(member->bit) & DD_FIELD_BITPOS_MASK) |
                 (static_cast<uint32_t>(kind) << DD_FIELD_KIND_SHIFT);
