@@ -69,8 +69,7 @@ struct Guard {
   std::abort();
 }
 
-uint32_t countFor(const char *file) {
-  const char *name = file ? file : "(unnamed)";
+uint32_t findCount(const char *name) {
   for (int i = 0; i < fileCountUsed; i++)
     if (fileCounts[i].seen == name) return i;
   for (int i = 0; i < fileCountUsed; i++)
@@ -83,6 +82,18 @@ uint32_t countFor(const char *file) {
   std::strncpy(fc->name, name, sizeof fc->name - 1);
   fc->seen = name;
   return fileCountUsed++;
+}
+
+/* The count of the file named file. Callers pass string constants, so the
+** answer for an address is remembered in a small table indexed by it. */
+uint32_t countFor(const char *file) {
+  static struct {
+    const char *file;
+    uint32_t count;
+  } known[16];
+  auto &k = known[(reinterpret_cast<uintptr_t>(file) >> 3) & 15];
+  if (k.file != file || file == nullptr) k = {file, findCount(file ? file : "(unnamed)")};
+  return k.count;
 }
 
 /* Small blocks. A schema import asks for hundreds of thousands of blocks of a
@@ -166,19 +177,29 @@ void giveBack(Tag *tag) {
   pool.free = f;
 }
 
+/* A pooled body is whole words: filling them all is a short loop where a
+** call to memset would cost more than the fill. */
+void fillBody(void *block, size_t size, unsigned char fill) {
+  if (!pooled(size)) return (void)std::memset(block, fill, size);
+  uint64_t pattern = fill * 0x0101010101010101u, *word = static_cast<uint64_t *>(block);
+  for (size_t i = 0; i < (size + kGrain - 1) / kGrain; i++) word[i] = pattern;
+}
+
 void *allocate(size_t size, const char *file, int line, unsigned char fill) {
   Guard guard;
   bool overLimit = byteLimit != 0 && (liveTotal > byteLimit || size > byteLimit - liveTotal);
   if (overLimit || size > SIZE_MAX - sizeof(LargeHeader)) fail("out of memory", file, line);
   Tag *tag = takeBlock(size);
   if (tag == nullptr) fail("out of memory", file, line);
+  uint32_t owner = countFor(file);
   tag->magic = kLiveMagic;
-  tag->owner = static_cast<uint16_t>(countFor(file));
-  fileCounts[tag->owner].blocks++;
-  fileCounts[tag->owner].bytes += static_cast<long>(size);
+  tag->owner = static_cast<uint16_t>(owner);
+  FileCount &count = fileCounts[owner];
+  count.blocks++;
+  count.bytes += static_cast<long>(size);
   liveTotal += size;
   void *block = tag + 1;
-  std::memset(block, fill, size);
+  fillBody(block, size, fill);
   return block;
 }
 
@@ -203,7 +224,7 @@ extern "C" void UZA_free(void *block, const char *file, int line) {
   fileCounts[tag->owner].blocks--;
   fileCounts[tag->owner].bytes -= static_cast<long>(size);
   liveTotal -= size;
-  std::memset(block, kDeadByte, size);
+  fillBody(block, size, kDeadByte);
   giveBack(tag);
 }
 

@@ -116,16 +116,49 @@ TEST(Reader, ListsCommentsAndQuotes) {
       {"a, b // ;", " ,;", "0 [] ", kErr},
       {"", " ,;", "0 [] ", kErr},
   };
-  for (auto &[text, stops, want, out] : cases) {
-    ddStream s = {text.data(), text.data() + text.size()};
-    char *items[DD_LIST_SLOTS];
-    int count = 0;
-    CaptureStdout();
-    std::string got = std::to_string(ddReadList(&s, &count, items, stops.c_str())) + " [";
-    EXPECT_EQ(GetCapturedStdout(), out) << text;
-    for (int i = 0; i < count; i++) got += (i ? "|" : "") + std::string(items[i]);
-    ddFreeList(&count, items);
-    EXPECT_EQ(got + "] " + std::string(s.at, s.end) + std::to_string(count), want + "0") << text;
+  /* Each case in memory, then read from a file a chunk of 1 or 3 bytes at a
+  ** time, so that every step meets the end of its chunk somewhere. */
+  for (size_t chunkSize : {0, 1, 3})
+    for (auto &[text, stops, want, out] : cases) {
+      ddStream s = {text.data(), text.data() + text.size(), nullptr, nullptr, 0};
+      char chunk[3];
+      FILE *file = nullptr;
+      if (chunkSize > 0) {
+        file = std::tmpfile();
+        std::fputs(text.c_str(), file);
+        std::rewind(file);
+        s = {chunk, chunk, file, chunk, chunkSize};
+      }
+      char *items[DD_LIST_SLOTS];
+      int count = 0;
+      CaptureStdout();
+      std::string got = std::to_string(ddReadList(&s, &count, items, stops.c_str())) + " [";
+      EXPECT_EQ(GetCapturedStdout(), out) << text << chunkSize;
+      for (int i = 0; i < count; i++) got += (i ? "|" : "") + std::string(items[i]);
+      ddFreeList(&count, items);
+      std::string rest(s.at, s.end);
+      for (int c; file && (c = std::fgetc(file)) != EOF;) rest += static_cast<char>(c);
+      if (file) std::fclose(file);
+      EXPECT_EQ(got + "] " + rest + std::to_string(count), want + "0") << text << chunkSize;
+    }
+}
+
+/* A file far longer than what the reader holds at once: nothing is lost or
+** doubled where one chunk ends and the next begins. */
+TEST(Reader, LongFilesAreReadWhole) {
+  std::string text;
+  for (int i = 0; i < 4000; i++)
+    text += "dataDef d" + std::to_string(i) + " { rktype_ival, LABEL=\"item " + std::to_string(i) +
+            ", /* kept */\" }; // a note\n/* a comment */ ";
+  ASSERT_GT(text.size(), 3u * 64 * 1024);
+  Read r = readText(text);
+  EXPECT_EQ(r.result, 1);
+  EXPECT_EQ(r.out, "");
+  auto data = all<ddBufData>(r.buf.dataByNumber);
+  ASSERT_EQ(data.size(), 4000u);
+  for (int i = 0; i < 4000; i++) {
+    ASSERT_EQ(data[i]->name, "d" + std::to_string(i));
+    ASSERT_EQ(data[i]->label, "\"item " + std::to_string(i) + ", /* kept */\"");
   }
 }
 

@@ -6,6 +6,9 @@
 #ifndef RKDD_IMPORT_DDREAD_H
 #define RKDD_IMPORT_DDREAD_H
 
+#include <stddef.h>
+#include <stdio.h>
+
 #include "import/ddbuffer.h"
 
 /* Buffer sizes, terminator included. Longer text is cut to size - 1
@@ -19,10 +22,16 @@ enum {
   DD_TEXT_SIZE = 4096,  /* describe text, define value */
 };
 
-/* A schema text held in memory and the position of the next character. */
+/* A schema text and the position of the next character: [at, end) is what
+** is at hand. With a file, the next chunk of it is read into chunk when at
+** reaches end, so a file of any size needs one chunk of memory; without,
+** the text ends at end. */
 typedef struct ddStream {
   const char *at;
   const char *end;
+  FILE *file;
+  char *chunk;
+  size_t chunkSize;
 } ddStream;
 
 /* Reads the file at path into buffer. 1 when the file was read to its end,

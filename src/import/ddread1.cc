@@ -24,7 +24,20 @@ namespace {
 
 constexpr int kEnd = -1;
 
-int peek(const ddStream *s) { return s->at < s->end ? static_cast<unsigned char>(*s->at) : kEnd; }
+/* Makes the next chunk of the file the text at hand; false at end of input,
+** or when the file cannot be read further, which ends the input too. */
+bool refill(ddStream *s) {
+  if (s->file == nullptr) return false;
+  size_t got = std::fread(s->chunk, 1, s->chunkSize, s->file);
+  s->at = s->chunk;
+  s->end = s->chunk + got;
+  return got > 0;
+}
+
+/* True while input remains, with at least one character at hand. */
+bool more(ddStream *s) { return s->at < s->end || refill(s); }
+
+int peek(ddStream *s) { return more(s) ? static_cast<unsigned char>(*s->at) : kEnd; }
 
 bool take(ddStream *s, int c) {
   if (c == kEnd || peek(s) != c) return false;
@@ -69,12 +82,15 @@ struct Gather {
 };
 
 /* Takes the run of characters before the first one that stop accepts, or
-** before the end, into g. */
+** before the end of input, into g. */
 template <class Stop> void gatherUntil(ddStream *s, Gather &g, Stop stop) {
-  const char *p = s->at;
-  while (p < s->end && !stop(static_cast<unsigned char>(*p))) p++;
-  g.add(s->at, p);
-  s->at = p;
+  while (more(s)) {
+    const char *p = s->at;
+    while (p < s->end && !stop(static_cast<unsigned char>(*p))) p++;
+    g.add(s->at, p);
+    s->at = p;
+    if (p < s->end) return;
+  }
 }
 
 /* A word as "%s" reads it: white space skipped, then up to the next white
@@ -273,35 +289,8 @@ struct BlockFree {
   void operator()(char *p) const { rkFree(p); }
 };
 
-/* The whole file in one block (null for an empty file), its length in *n.
-** Sets *error to the stream's error flag after the read. */
-std::unique_ptr<char, BlockFree> loadFile(FILE *f, size_t *n, int *error) {
-  /* A file that can tell its size is read into one block of that size; one
-  ** that cannot (a pipe), or that grows meanwhile, has its block doubled. A
-  ** size beyond any schema (a directory tells one) is not taken as a hint. */
-  constexpr long kLargestHint = 1L << 30;
-  size_t cap = 0;
-  if (std::fseek(f, 0, SEEK_END) == 0) {
-    long size = std::ftell(f);
-    if (size > 0 && size < kLargestHint) cap = static_cast<size_t>(size) + 1;
-  }
-  std::rewind(f); /* also clears the error flag that a failed seek may leave */
-  std::unique_ptr<char, BlockFree> data(cap ? static_cast<char *>(rkAllocate(cap)) : nullptr);
-  *n = 0;
-  for (;;) {
-    if (*n == cap) {
-      cap = cap ? 2 * cap : 4096;
-      auto *grown = static_cast<char *>(rkAllocate(cap));
-      if (*n) std::memcpy(grown, data.get(), *n);
-      data.reset(grown);
-    }
-    size_t got = std::fread(data.get() + *n, 1, cap - *n, f);
-    if (got == 0) break;
-    *n += got;
-  }
-  *error = std::ferror(f);
-  return data;
-}
+/* How much of a schema file is at hand at once. */
+constexpr size_t kChunkSize = 64 * 1024;
 
 } // namespace
 
@@ -425,17 +414,20 @@ void ddSplitOption(const char *item, char *key, char *value) {
 
 int ddReadSchemaFile(const char *path, ddBuffer *buffer) {
   std::unique_ptr<FILE, FileCloser> file(std::fopen(path, "r"));
-  size_t n = 0;
-  int error = 0;
-  std::unique_ptr<char, BlockFree> data;
-  if (file) data = loadFile(file.get(), &n, &error);
-  /* The file is read whole here, so a read error counts as an open failure. */
+  std::unique_ptr<char, BlockFree> chunk;
+  ddStream stream = {};
+  if (file) {
+    chunk.reset(static_cast<char *>(rkAllocate(kChunkSize)));
+    stream = {nullptr, nullptr, file.get(), chunk.get(), kChunkSize};
+    refill(&stream);
+  }
+  /* A file that gives an error on its first read (a directory does) counts
+  ** as one that did not open; a later error ends the input. */
+  int error = file ? std::ferror(file.get()) : 0;
   if (!file || error) {
     std::printf("\nFile open failure, error %d\n", error);
     return 0;
   }
-  file.reset();
-  ddStream stream = {data.get(), data.get() + n};
   ddStream *s = &stream;
   char word[DD_WORD_SIZE], name[DD_WORD_SIZE];
   char *items[DD_LIST_SLOTS];
