@@ -11,11 +11,12 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-build=${1:-build}
+#
+# The memory layer is built without its pools here (RKDD_POOL=OFF), so that
+# every block is a malloc block of its own that memcheck watches.
+build=${1:-build-valgrind}
 jobs=$(nproc)
-if [ ! -f "$build/CTestTestfile.cmake" ]; then
-  cmake -S . -B "$build" -G Ninja
-fi
+cmake -S . -B "$build" -G Ninja -DRKDD_POOL=OFF
 cmake --build "$build" -j "$jobs"
 exclude="^shared_library_exports$"
 echo "== tests under valgrind memcheck (excluded: $exclude)"
