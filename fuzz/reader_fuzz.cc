@@ -1,9 +1,10 @@
 /*
 ** The schema reader and structure autosize on arbitrary bytes. The buffer
 ** keeps its entries for good by design; here, once an input is done, the
-** target releases every entry, text and set itself, and demands that the
-** memory layer then counts as many live blocks as before the read: a block
-** the reader lost on the way shows up as one too many.
+** target releases every entry (with its name, which lives in its block),
+** text and set itself, and demands that the memory layer then counts as
+** many live blocks as before the read: a block the reader lost on the way
+** shows up as one too many.
 */
 #include <cstdint>
 #include <cstring>
@@ -33,40 +34,35 @@ void releaseBuffer(ddBuffer *b) {
   releaseSet<void>(b->dataByNumber, [](void *) {});
   releaseSet<void>(b->recordByNumber, [](void *) {});
   releaseSet<ddBufData>(b->dataByName, [](ddBufData *d) {
-    for (char *t : {d->name, d->label, d->msg, d->site, d->xcode, d->defStr}) release(t);
+    for (char *t : {d->label, d->msg, d->site, d->xcode, d->defStr}) release(t);
     release(d);
   });
   releaseSet<ddBufRecord>(b->recordByName, [](ddBufRecord *r) {
-    for (char *t : {r->name, r->label, r->msg, r->site, r->xcode, r->structName, r->parentName,
+    for (char *t : {r->label, r->msg, r->site, r->xcode, r->structName, r->parentName,
                     r->childName, r->aliasName, r->prefix})
       release(t);
     release(r);
   });
   releaseSet<ddBufStruct>(b->structs, [](ddBufStruct *s) {
     releaseSet<ddBufMember>(s->members, [](ddBufMember *m) {
-      release(m->name);
       release(m->fn);
       release(m);
     });
-    for (char *t : {s->name, s->sn, s->un}) release(t);
+    for (char *t : {s->sn, s->un}) release(t);
     release(s);
   });
   for (intptr_t set : {b->aliases, b->parents, b->children})
     releaseSet<ddBufCodeList>(set, [](ddBufCodeList *l) {
       releaseSet<ddBufCodeItem>(l->items, [](ddBufCodeItem *i) {
-        release(i->name);
         release(i);
       });
-      release(l->name);
       release(l);
     });
   releaseSet<ddBufDescribe>(b->describes, [](ddBufDescribe *d) {
-    release(d->name);
     release(d->text);
     release(d);
   });
   releaseSet<ddBufDefine>(b->defines, [](ddBufDefine *d) {
-    release(d->name);
     release(d->value);
     release(d);
   });
