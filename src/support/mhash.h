@@ -47,62 +47,6 @@ inline bool sameBytes(const char *a, const char *b, size_t n) {
   return true;
 }
 
-template <class Value> class TextHash {
-public:
-  /* The value of key, or null. */
-  Value *find(std::string_view key) {
-    if (used_ == 0) return nullptr;
-    uint64_t hash = mhashText(key);
-    for (size_t i = hash & mask(); slots_[i].text != nullptr; i = (i + 1) & mask())
-      if (slots_[i].matches(hash, key)) return &slots_[i].value;
-    return nullptr;
-  }
-  /* The value of text, added as Value{} (and *fresh set) when text is new.
-  ** text must stay as it is while the hash holds it. */
-  Value &insert(std::string_view text, bool *fresh) {
-    if (2 * (used_ + 1) > slots_.size()) grow();
-    uint64_t hash = mhashText(text);
-    size_t i = hash & mask();
-    for (; slots_[i].text != nullptr; i = (i + 1) & mask())
-      if (slots_[i].matches(hash, text)) {
-        *fresh = false;
-        return slots_[i].value;
-      }
-    slots_[i] = Slot{hash, text.data(), text.size(), Value{}};
-    used_++;
-    *fresh = true;
-    return slots_[i].value;
-  }
-  void clear() {
-    slots_.clear();
-    used_ = 0;
-  }
-
-private:
-  struct Slot {
-    uint64_t hash;
-    const char *text;
-    size_t len;
-    Value value;
-    bool matches(uint64_t h, std::string_view key) const {
-      return hash == h && len == key.size() && sameBytes(text, key.data(), len);
-    }
-  };
-  size_t mask() const { return slots_.size() - 1; }
-  void grow() {
-    std::vector<Slot> old(slots_.empty() ? 32 : 2 * slots_.size(), Slot{0, nullptr, 0, Value{}});
-    old.swap(slots_);
-    for (const Slot &s : old) {
-      if (s.text == nullptr) continue;
-      size_t i = s.hash & mask();
-      while (slots_[i].text != nullptr) i = (i + 1) & mask();
-      slots_[i] = s;
-    }
-  }
-  std::vector<Slot> slots_;
-  size_t used_ = 0;
-};
-
 /* A hash of a one-word key. */
 inline uint64_t mhashWord(uint64_t key) {
   key = (key ^ (key >> 30)) * 0xBF58476D1CE4E5B9u;
@@ -110,70 +54,99 @@ inline uint64_t mhashWord(uint64_t key) {
   return key ^ (key >> 31);
 }
 
-/* From one-word keys to values. Entries are taken out by moving the ones
-** behind them back, so no tombstone slows a table that grows and shrinks. */
-template <class Value> class WordHash {
+/* An open hash with linear probing, from keys to values. Each slot keeps the
+** key's hash with its top bit set, so a slot with hash 0 is free, and a
+** search compares whole keys only where the hashes agree. Entries are taken
+** out by moving the ones behind them back, so no tombstone slows a table
+** that grows and shrinks. Keys says how to hash and compare a Key. */
+template <class Key, class Value, class Keys> class OpenHash {
 public:
-  Value *find(uint64_t key) {
+  /* The value of key, or null. */
+  Value *find(Key key) {
     if (used_ == 0) return nullptr;
-    for (size_t i = mhashWord(key) & mask(); slots_[i].used; i = (i + 1) & mask())
-      if (slots_[i].key == key) return &slots_[i].value;
-    return nullptr;
+    Slot &slot = slots_[place(key, hashOf(key))];
+    return slot.hash != 0 ? &slot.value : nullptr;
   }
-  /* The value of key, added as Value{} (and *fresh set) when key is new. */
-  Value &insert(uint64_t key, bool *fresh) {
+  /* The value of key, added as Value{} (and *fresh set) when key is new.
+  ** What the key points at must stay as it is while the hash holds it. */
+  Value &insert(Key key, bool *fresh) {
     if (2 * (used_ + 1) > slots_.size()) grow();
-    size_t i = mhashWord(key) & mask();
-    for (; slots_[i].used; i = (i + 1) & mask())
-      if (slots_[i].key == key) {
-        *fresh = false;
-        return slots_[i].value;
-      }
-    slots_[i] = Slot{key, Value{}, true};
-    used_++;
-    *fresh = true;
-    return slots_[i].value;
+    uint64_t hash = hashOf(key);
+    Slot &slot = slots_[place(key, hash)];
+    *fresh = slot.hash == 0;
+    if (*fresh) {
+      slot = Slot{hash, key, Value{}};
+      used_++;
+    }
+    return slot.value;
   }
   /* Takes key out; false when it was not there. */
-  bool erase(uint64_t key) {
+  bool erase(Key key) {
     if (used_ == 0) return false;
-    size_t i = mhashWord(key) & mask();
-    while (slots_[i].used && slots_[i].key != key) i = (i + 1) & mask();
-    if (!slots_[i].used) return false;
+    size_t i = place(key, hashOf(key));
+    if (slots_[i].hash == 0) return false;
     /* Each entry behind the hole, up to the next free slot, moves into the
     ** hole unless its home lies between the hole and where it stands. */
-    for (size_t j = (i + 1) & mask(); slots_[j].used; j = (j + 1) & mask()) {
-      size_t home = mhashWord(slots_[j].key) & mask();
+    for (size_t j = (i + 1) & mask(); slots_[j].hash != 0; j = (j + 1) & mask()) {
+      size_t home = slots_[j].hash & mask();
       if (((j - home) & mask()) >= ((j - i) & mask())) {
         slots_[i] = slots_[j];
         i = j;
       }
     }
-    slots_[i].used = false;
+    slots_[i].hash = 0;
     used_--;
     return true;
+  }
+  void clear() {
+    slots_.clear();
+    used_ = 0;
   }
   size_t size() const { return used_; }
 
 private:
   struct Slot {
-    uint64_t key;
+    uint64_t hash;
+    Key key;
     Value value;
-    bool used;
   };
+  static uint64_t hashOf(const Key &key) { return Keys::hash(key) | uint64_t{1} << 63; }
   size_t mask() const { return slots_.size() - 1; }
+  /* The slot that holds key, or the free slot where it would go. */
+  size_t place(const Key &key, uint64_t hash) const {
+    size_t i = hash & mask();
+    while (slots_[i].hash != 0 && !(slots_[i].hash == hash && Keys::equal(slots_[i].key, key)))
+      i = (i + 1) & mask();
+    return i;
+  }
   void grow() {
-    std::vector<Slot> old(slots_.empty() ? 32 : 2 * slots_.size(), Slot{0, Value{}, false});
+    std::vector<Slot> old(slots_.empty() ? 32 : 2 * slots_.size(), Slot{0, Key{}, Value{}});
     old.swap(slots_);
     for (const Slot &s : old) {
-      if (!s.used) continue;
-      size_t i = mhashWord(s.key) & mask();
-      while (slots_[i].used) i = (i + 1) & mask();
+      if (s.hash == 0) continue;
+      size_t i = s.hash & mask();
+      while (slots_[i].hash != 0) i = (i + 1) & mask();
       slots_[i] = s;
     }
   }
   std::vector<Slot> slots_;
   size_t used_ = 0;
 };
+
+struct TextKeys {
+  static uint64_t hash(std::string_view text) { return mhashText(text); }
+  static bool equal(std::string_view a, std::string_view b) {
+    return a.size() == b.size() && sameBytes(a.data(), b.data(), a.size());
+  }
+};
+struct WordKeys {
+  static uint64_t hash(uint64_t word) { return mhashWord(word); }
+  static bool equal(uint64_t a, uint64_t b) { return a == b; }
+};
+
+/* From texts that live elsewhere (none is copied) to values. */
+template <class Value> using TextHash = OpenHash<std::string_view, Value, TextKeys>;
+/* From one-word keys to values. */
+template <class Value> using WordHash = OpenHash<uint64_t, Value, WordKeys>;
 
 #endif
