@@ -28,13 +28,13 @@ int dataCode(ddBuildContext *context, const ddBufData *d) {
   return d->number < capacity(ddSiteAt(context->site), false) ? ddSiteDataCode(context->site, d->number) : 0;
 }
 
-int codeOfRecord(ddBuildContext *context, const ddBufRecord *r) {
+int recordCode(ddBuildContext *context, const ddBufRecord *r) {
   return r->number < capacity(ddSiteAt(context->site), true) ? ddSiteRecordCode(context->site, r->number) : 0;
 }
 
-int recordCode(ddBuildContext *context, const char *name) {
+int recordCodeNamed(ddBuildContext *context, const char *name) {
   auto *r = static_cast<ddBufRecord *>(ddBufferFindName(name, context->buffer->recordByName));
-  return r ? codeOfRecord(context, r) : 0;
+  return r ? recordCode(context, r) : 0;
 }
 
 mlist *listOf(intptr_t set) {
@@ -105,7 +105,7 @@ void freeTables(mmap *map) {
 int ddCodeFromName(ddBuildContext *context, const char *name) {
   if (auto *d = static_cast<ddBufData *>(ddBufferFindName(name, context->buffer->dataByName)))
     return dataCode(context, d);
-  return recordCode(context, name);
+  return recordCodeNamed(context, name);
 }
 
 void *ddCachedTable(ddBuildContext *context, void *entry, mmap *map, ddTableBuilder builder) {
@@ -132,7 +132,7 @@ ddField *ddBuildFieldTable(ddBuildContext *context, ddBufStruct *structure) {
       if (!member->ptr) kind = DD_KIND_DC;
       slot.code = dataCode(context, d);
     } else {
-      slot.code = r ? codeOfRecord(context, r) : 0;
+      slot.code = r ? recordCode(context, r) : 0;
     }
     slot.bits = (static_cast<uint32_t>(member->bit) & DD_FIELD_BITPOS_MASK) |
                 (static_cast<uint32_t>(kind) << DD_FIELD_KIND_SHIFT);

@@ -45,13 +45,10 @@ bool take(ddStream *s, int c) {
   return true;
 }
 
-/* Blank characters of the scanner, and the wider white space around words. */
-bool isBlank(int c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
-bool isWhite(int c) { return isBlank(c) || c == '\v' || c == '\f'; }
-
-void skipWhile(ddStream *s, bool (*keep)(int)) {
-  while (peek(s) != kEnd && keep(peek(s))) s->at++;
-}
+/* Blank characters of the scanner, and the wider white space around words.
+** Objects rather than functions, so that a scan given one inlines it. */
+constexpr auto isBlank = [](int c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; };
+constexpr auto isWhite = [](int c) { return isBlank(c) || c == '\v' || c == '\f'; };
 
 /* Text gathered into a fixed buffer: what does not fit is dropped, and
 ** finish() reports it once. */
@@ -81,16 +78,20 @@ struct Gather {
   }
 };
 
-/* Takes the run of characters before the first one that stop accepts, or
-** before the end of input, into g. */
-template <class Stop> void gatherUntil(ddStream *s, Gather &g, Stop stop) {
+/* Passes over the run of characters before the first one that stop accepts,
+** or to the end of input, into g when one is given. */
+template <class Stop> void passUntil(ddStream *s, Stop stop, Gather *g = nullptr) {
   while (more(s)) {
     const char *p = s->at;
     while (p < s->end && !stop(static_cast<unsigned char>(*p))) p++;
-    g.add(s->at, p);
+    if (g) g->add(s->at, p);
     s->at = p;
     if (p < s->end) return;
   }
+}
+template <class Stop> void gatherUntil(ddStream *s, Gather &g, Stop stop) { passUntil(s, stop, &g); }
+template <class Keep> void skipWhile(ddStream *s, Keep keep) {
+  passUntil(s, [&](int c) { return !keep(c); });
 }
 
 /* A word as "%s" reads it: white space skipped, then up to the next white
@@ -247,12 +248,17 @@ void applyOptions(const Option<E> (&table)[N], E *entry, int first, int count, c
   }
 }
 
+/* A new entry of the kind named name; null, with the message, when the
+** name is taken. */
+template <class E> E *addEntry(ddBuffer *buffer, int kind, const char *name) {
+  auto *entry = static_cast<E *>(ddBufferAddName(buffer, kind, name));
+  if (entry == nullptr) std::printf("ERROR: \"%s\" already defined!", name);
+  return entry;
+}
+
 int readCodeList(ddBuffer *buffer, ddStream *s, const char *name, int kind) {
-  auto *list = static_cast<ddBufCodeList *>(ddBufferAddName(buffer, kind, name));
-  if (list == nullptr) {
-    std::printf("ERROR: \"%s\" already defined!", name);
-    return 0;
-  }
+  auto *list = addEntry<ddBufCodeList>(buffer, kind, name);
+  if (list == nullptr) return 0;
   ddExpectChar(s, '{');
   char *items[DD_LIST_SLOTS];
   int count = 0;
@@ -461,18 +467,21 @@ int ddReadSchemaFile(const char *path, ddBuffer *buffer) {
 
 /* ---- dataDef, recordDef ------------------------------------------------ */
 
+namespace {
+/* The tag type that a definition's list names first; an unknown one, or none
+** (a list that gave nothing), is reported and gives fallback. */
+int typeOf(const char *name, int count, char **items, int fallback, const char *fallbackName) {
+  int type = ddTypeFromName(count > 0 ? items[0] : "");
+  if (type >= 0) return type;
+  std::printf("ERROR: Type for \"%s\" unknown!  Using %s.\n", name, fallbackName);
+  return fallback;
+}
+} // namespace
+
 int ddReadDataDef(ddBuffer *buffer, const char *name, int count, char **items) {
-  auto *d = static_cast<ddBufData *>(ddBufferAddName(buffer, DDBUF_DATA, name));
-  if (d == nullptr) {
-    std::printf("ERROR: \"%s\" already defined!", name);
-    return 0;
-  }
-  /* A list that gave nothing has no type keyword: it counts as unknown. */
-  d->type = ddTypeFromName(count > 0 ? items[0] : "");
-  if (d->type < 0) {
-    std::printf("ERROR: Type for \"%s\" unknown!  Using rktype_ival.\n", name);
-    d->type = 5;
-  }
+  auto *d = addEntry<ddBufData>(buffer, DDBUF_DATA, name);
+  if (d == nullptr) return 0;
+  d->type = typeOf(name, count, items, 5, "rktype_ival");
   d->len = ddTypeSize(d->type);
   d->disp = d->edit = d->search = 1;
   applyOptions(kDataOptions, d, 1, count, items, "UNRECOGNIZED OPTION! \"%s\"\n");
@@ -487,16 +496,9 @@ int ddReadDataDef(ddBuffer *buffer, const char *name, int count, char **items) {
 }
 
 int ddReadRecordDef(ddBuffer *buffer, const char *name, int count, char **items) {
-  auto *r = static_cast<ddBufRecord *>(ddBufferAddName(buffer, DDBUF_RECORD, name));
-  if (r == nullptr) {
-    std::printf("ERROR: \"%s\" already defined!", name);
-    return 0;
-  }
-  r->type = ddTypeFromName(count > 0 ? items[0] : "");
-  if (r->type < 0) {
-    std::printf("ERROR: Type for \"%s\" unknown!  Using rktype_rec.\n", name);
-    r->type = 14;
-  }
+  auto *r = addEntry<ddBufRecord>(buffer, DDBUF_RECORD, name);
+  if (r == nullptr) return 0;
+  r->type = typeOf(name, count, items, 14, "rktype_rec");
   /* Without a second item the record has no structure, as with rkNULL. */
   if (count > 1 && std::strcmp(items[1], "rkNULL") != 0 && std::strcmp(items[1], "RK_NULL") != 0)
     r->structName = copyText(items[1]);
@@ -510,11 +512,8 @@ int ddReadRecordDef(ddBuffer *buffer, const char *name, int count, char **items)
 /* ---- struct and its members -------------------------------------------- */
 
 int ddReadStruct(ddBuffer *buffer, ddStream *s, const char *name) {
-  auto *st = static_cast<ddBufStruct *>(ddBufferAddName(buffer, DDBUF_STRUCT, name));
-  if (st == nullptr) {
-    std::printf("ERROR: \"%s\" already defined!", name);
-    return 0;
-  }
+  auto *st = addEntry<ddBufStruct>(buffer, DDBUF_STRUCT, name);
+  if (st == nullptr) return 0;
   char *items[DD_LIST_SLOTS];
   int count = 0;
   if (ddExpectChar(s, '(')) {
@@ -569,11 +568,8 @@ int ddReadAlias(ddBuffer *buffer, ddStream *s, const char *name) {
 }
 
 int ddReadDescribe(ddBuffer *buffer, ddStream *s, const char *name) {
-  auto *d = static_cast<ddBufDescribe *>(ddBufferAddName(buffer, DDBUF_DESCRIBE, name));
-  if (d == nullptr) {
-    std::printf("ERROR: \"%s\" already defined!", name);
-    return 0;
-  }
+  auto *d = addEntry<ddBufDescribe>(buffer, DDBUF_DESCRIBE, name);
+  if (d == nullptr) return 0;
   ddExpectChar(s, '{');
   char text[DD_TEXT_SIZE];
   Gather g{text, DD_TEXT_SIZE};
@@ -587,11 +583,8 @@ int ddReadDescribe(ddBuffer *buffer, ddStream *s, const char *name) {
 }
 
 int ddReadDefine(ddBuffer *buffer, ddStream *s, const char *name) {
-  auto *d = static_cast<ddBufDefine *>(ddBufferAddName(buffer, DDBUF_DEFINE, name));
-  if (d == nullptr) {
-    std::printf("ERROR: \"%s\" already defined!", name);
-    return 0;
-  }
+  auto *d = addEntry<ddBufDefine>(buffer, DDBUF_DEFINE, name);
+  if (d == nullptr) return 0;
   ddSkipSpace(s);
   char value[DD_TEXT_SIZE];
   if (!readWord(s, value, DD_TEXT_SIZE)) return 0;
