@@ -121,6 +121,14 @@ TEST(Hash, WordsStayFindableAcrossGrowthAndRemoval) {
     else
       EXPECT_TRUE(v && *v == i) << i;
   }
+  /* The bare word set behind the store's block registry, the same way. */
+  WordSet set;
+  for (int i = 1; i <= 3000; i++) set.insert(uint64_t(i) << 12);
+  set.insert(uint64_t(5) << 12);
+  for (int i = 3; i <= 3000; i += 3) EXPECT_TRUE(set.erase(uint64_t(i) << 12));
+  EXPECT_FALSE(set.erase(uint64_t(3) << 12) || set.contains(0) || set.contains(uint64_t(3001) << 12));
+  EXPECT_EQ(set.size(), 2000u);
+  for (int i = 1; i <= 3000; i++) EXPECT_EQ(set.contains(uint64_t(i) << 12), i % 3 != 0) << i;
   TextHash<int> texts;
   const char *names[] = {"s0d1", "s0d10", "s0d1x", "abcdefghijklmnop", "abcdefghijklmnoq", ""};
   for (int i = 0; i < 6; i++) texts.insert(names[i], &fresh) = i;

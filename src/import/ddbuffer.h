@@ -6,6 +6,7 @@
 #ifndef RKDD_IMPORT_DDBUFFER_H
 #define RKDD_IMPORT_DDBUFFER_H
 
+#include <stddef.h>
 #include <stdint.h>
 
 /* Kinds of entry, as passed to ddBufferAddName; 2 to 5 also name the kind of
@@ -145,9 +146,20 @@ int ddBufferCompareNumber(intptr_t a, intptr_t b);
 
 /* Empties every field. */
 void ddBufferInit(ddBuffer *buffer);
-/* Does nothing: entries, their texts and the sets live as long as the
-** process, since built definitions point into them. */
+/* Drops the indexes beside the sets; entries, their texts and the sets live
+** as long as the process, since built definitions point into them. A
+** buffer's sets hold nodes that the buffer carves itself: none may go to
+** mlistFree. */
 void ddBufferRelease(ddBuffer *buffer);
+
+/* A copy of length bytes of text, with a zero behind, that lives as long as
+** the buffers' entries do. */
+char *ddBufferText(const char *text, size_t length);
+/* Frees what every buffer holds: entries, members, items, their texts, the
+** sets and their indexes. For a test or fuzz target that reads many files
+** in one process; nothing a buffer held, and no definition built from one,
+** may be used after. */
+void ddBufferDiscardAll(void);
 
 /* A new zeroed entry of the kind with a copy of name, or null when the name
 ** is taken in the kind's name space (data items and records share one) or

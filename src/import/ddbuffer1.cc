@@ -14,7 +14,6 @@
 #include <algorithm>
 #include <map>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 #include <type_traits>
 
@@ -161,43 +160,83 @@ struct NumberIndex {
 
 /* The index of each set, known by its list. A few sets take nearly every
 ** call (the data and record names, the structure being read), so a small
-** cache of recent look-ups stands in front of each map. */
+** cache of recent look-ups stands in front of the hash. */
 template <typename Index> struct IndexMap {
-  std::unordered_map<const mlist *, Index> map;
+  WordHash<Index *> map;
   struct Recent {
     const mlist *list;
     Index *index;
   } recent[8] = {};
 
-  Recent &slotOf(const mlist *list) { return recent[(reinterpret_cast<uintptr_t>(list) >> 4) & 7]; }
+  static uint64_t keyOf(const mlist *list) { return reinterpret_cast<uintptr_t>(list); }
+  Recent &slotOf(const mlist *list) { return recent[(keyOf(list) >> 4) & 7]; }
   /* The index of list, or null when it has none. */
   Index *find(const mlist *list) {
     Recent &r = slotOf(list);
     if (r.list == list && list != nullptr) return r.index;
-    auto it = map.find(list);
-    if (it == map.end()) return nullptr;
-    r = {list, &it->second}; /* map nodes do not move */
-    return &it->second;
+    Index **found = map.find(keyOf(list));
+    if (found == nullptr) return nullptr;
+    r = {list, *found};
+    return *found;
   }
-  /* The index of list, made empty when it has none; *made tells which. */
-  Index &make(const mlist *list, bool *made) {
-    auto [it, fresh] = map.try_emplace(list, list);
-    *made = fresh;
-    slotOf(list) = {list, &it->second};
-    return it->second;
+  /* A new empty index for list, which has none. */
+  Index &make(const mlist *list) {
+    bool fresh;
+    Index *&index = map.insert(keyOf(list), &fresh);
+    index = new Index(list);
+    slotOf(list) = {list, index};
+    return *index;
   }
   void drop(const mlist *list) {
     Recent &r = slotOf(list);
     if (r.list == list) r = {};
-    map.erase(list);
+    if (Index **found = map.find(keyOf(list))) {
+      delete *found;
+      map.erase(keyOf(list));
+    }
+  }
+  void dropAll() {
+    map.forEach([](uint64_t, Index *index) { delete index; });
+    map.clear();
+    std::fill(std::begin(recent), std::end(recent), Recent{});
   }
 };
 
 IndexMap<NameIndex> nameIndexes;
 IndexMap<NumberIndex> numberIndexes;
 
+/* Entries, members, list items, their names and texts, and the heads and
+** nodes of the sets are never released one by one: built definitions point
+** into them, so they live as long as the process. They are carved in the
+** order they are made from large blocks, with no header each, which also
+** keeps what one set holds close together. Where the memory tools watch
+** every block, each piece is a block of its own, so that a write past a
+** piece is caught. */
+struct Arena {
+  static constexpr size_t kBlock = 64 * 1024;
+  char *next = nullptr, *end = nullptr;
+  std::vector<void *> blocks; /* every block taken, for ddBufferDiscardAll */
+
+  /* size zeroed bytes, aligned for any entry. */
+  void *take(size_t size) {
+    size = (size + 7) & ~size_t{7};
+    if (RK_PIECE_BY_PIECE || size > kBlock / 4) return blocks.emplace_back(rkAllocatez(size));
+    if (static_cast<size_t>(end - next) < size) {
+      next = static_cast<char *>(blocks.emplace_back(rkAllocatez(kBlock)));
+      end = next + kBlock;
+    }
+    void *piece = next;
+    next += size;
+    return piece;
+  }
+  void discard() {
+    for (void *block : blocks) rkFree(block);
+    *this = Arena{};
+  }
+} arena;
+
 mlist *setList(intptr_t *root) {
-  if (*root == 0) *root = reinterpret_cast<intptr_t>(mlistNew());
+  if (*root == 0) *root = reinterpret_cast<intptr_t>(arena.take(sizeof(mlist)));
   return reinterpret_cast<mlist *>(*root);
 }
 
@@ -210,15 +249,16 @@ template <typename Index, typename Key>
 void insertIndexed(IndexMap<Index> &indexes, intptr_t *root, const ddBufKey *entry,
                    Key (*keyOf)(const ddBufKey *)) {
   mlist *list = setList(root);
-  bool made = false;
-  Index *found = indexes.find(list);
-  Index &index = found ? *found : indexes.make(list, &made);
-  if (made)
+  Index *index = indexes.find(list);
+  if (index == nullptr) {
+    index = &indexes.make(list);
     for (mlistNode *n = list->first; n; n = n->next)
-      index.note(keyOf(reinterpret_cast<const ddBufKey *>(n->value)), n, false);
+      index->note(keyOf(reinterpret_cast<const ddBufKey *>(n->value)), n, false);
+  }
   Key key = keyOf(entry);
-  mlistNode *node = mlistInsertAfter(list, index.before(key), reinterpret_cast<intptr_t>(entry));
-  index.note(key, node, true);
+  auto *fresh = static_cast<mlistNode *>(arena.take(sizeof(mlistNode)));
+  mlistNode *node = mlistLinkAfter(list, index->before(key), fresh, reinterpret_cast<intptr_t>(entry));
+  index->note(key, node, true);
 }
 
 void insertByName(intptr_t *root, const ddBufKey *entry) {
@@ -242,12 +282,11 @@ void dropIndex(intptr_t set) {
   numberIndexes.drop(reinterpret_cast<const mlist *>(set));
 }
 
-/* A zeroed record of size bytes with its own copy of name in the same block,
-** extra bytes behind the record: one block per entry, which the entry owns
-** whole. */
+/* A zeroed record of size bytes with its own copy of name in the same piece,
+** extra bytes behind the record. */
 ddBufKey *newNamed(size_t size, size_t extra, const char *name) {
   size_t n = std::strlen(name);
-  auto *entry = static_cast<ddBufKey *>(rkAllocatez(size + extra + n + 1));
+  auto *entry = static_cast<ddBufKey *>(arena.take(size + extra + n + 1));
   entry->name = reinterpret_cast<char *>(entry) + size + extra;
   std::memcpy(entry->name, name, n);
   return entry;
@@ -294,6 +333,18 @@ void ddBufferRelease(ddBuffer *buffer) {
   for (mlistNode *n = mlistHead(reinterpret_cast<mlist *>(buffer->structs)); n; n = mlistNext(n))
     dropIndex(reinterpret_cast<ddBufStruct *>(n->value)->members);
   dropIndex(buffer->structs);
+}
+
+char *ddBufferText(const char *text, size_t length) {
+  auto *copy = static_cast<char *>(arena.take(length + 1));
+  std::memcpy(copy, text, length);
+  return copy;
+}
+
+void ddBufferDiscardAll(void) {
+  nameIndexes.dropAll();
+  numberIndexes.dropAll();
+  arena.discard();
 }
 
 void *ddBufferFindName(const char *name, intptr_t set) {

@@ -105,18 +105,12 @@ bool readWord(ddStream *s, char *out, int size) {
   return true;
 }
 
-char *copyText(const char *text, size_t n) {
-  auto *copy = static_cast<char *>(rkAllocatez(n + 1));
-  std::memcpy(copy, text, n);
-  return copy;
-}
-char *copyText(const char *text) { return copyText(text, std::strlen(text)); }
+/* Texts live as long as the entries that hold them. */
+char *copyText(const char *text) { return ddBufferText(text, std::strlen(text)); }
 
-/* A repeated option replaces the earlier text, so that one is released. */
-void setText(char *&field, const char *value) {
-  if (field) rkFree(field);
-  field = copyText(value);
-}
+/* A repeated option replaces the earlier text, which stays unused beside
+** the entries. */
+void setText(char *&field, const char *value) { field = copyText(value); }
 
 /* atoi and atof without their undefined cases: a number too large for an int
 ** wraps as strtol's long does, one too large for a float becomes infinite. */
@@ -542,7 +536,6 @@ int ddReadMember(ddBuffer *buffer, ddBufStruct *owner, int count, char **items) 
   if (counted && owner->memberCount == UINT8_MAX) {
     std::printf("ERROR: \"%s\" has %d fields already; member \"%s\" is skipped.\n", owner->name,
                 UINT8_MAX, items[0]);
-    if (scratch.fn) rkFree(scratch.fn);
     return 0;
   }
   /* A name may stand twice: each stays, with an index of its own. */
@@ -578,7 +571,7 @@ int ddReadDescribe(ddBuffer *buffer, ddStream *s, const char *name) {
   g.finish();
   ddExpectChar(s, '}');
   if (!any) return 0;
-  d->text = copyText(text, g.len);
+  d->text = ddBufferText(text, static_cast<size_t>(g.len));
   return 1;
 }
 

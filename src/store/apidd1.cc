@@ -30,8 +30,8 @@ struct LookupCache {
 
 /* Every block the store allocated for texts, field tables and entry tables.
 ** Whatever is not here belongs to a library with a compiled schema. */
-WordHash<bool> &ownedBlocks() {
-  static auto *blocks = new WordHash<bool>; /* lives to exit */
+WordSet &ownedBlocks() {
+  static auto *blocks = new WordSet; /* lives to exit */
   return *blocks;
 }
 
@@ -44,12 +44,11 @@ bool sameText(const char *a, const char *b) {
 } // namespace
 
 void ddOwnBlock(const void *block) {
-  bool fresh;
-  if (block != nullptr) ownedBlocks().insert(wordOf(block), &fresh);
+  if (block != nullptr) ownedBlocks().insert(wordOf(block));
 }
 
 int ddOwnsBlock(const void *block) {
-  return block != nullptr && ownedBlocks().find(wordOf(block)) != nullptr;
+  return ownedBlocks().contains(wordOf(block));
 }
 
 int ddReleaseBlockAt(void *block, const char *file, int line) {

@@ -1,8 +1,8 @@
 /*
 ** Open hashes for the indexes kept beside lists and tables: from texts to
 ** values (pointing at texts that live elsewhere, copying none), and from
-** one-word keys to values. Both probe one array, so a search touches one
-** slot and what it points at.
+** one-word keys to values, and a bare set of words. Each probes one array,
+** so a search touches one slot and what it points at.
 */
 #ifndef RKDD_SUPPORT_MHASH_H
 #define RKDD_SUPPORT_MHASH_H
@@ -47,6 +47,112 @@ inline bool sameBytes(const char *a, const char *b, size_t n) {
   return true;
 }
 
+/* The probing shared by the hashes below: linear probing over one array,
+** up to three quarters full. A Slot says whether it is free, where its entry
+** would stand first (its home), and whether it holds a key. Entries are taken
+** out by moving the ones behind them back, so no tombstone slows a table
+** that grows and shrinks. */
+template <class Slot> class ProbeTable {
+public:
+  size_t size() const { return used_; }
+  void clear() {
+    slots_.clear();
+    used_ = 0;
+  }
+
+protected:
+  size_t mask() const { return slots_.size() - 1; }
+  /* The slot that holds key, or the free slot where it would go. */
+  template <class Key> size_t place(const Key &key, uint64_t hash) const {
+    size_t i = hash & mask();
+    while (!slots_[i].free() && !slots_[i].holds(key, hash)) i = (i + 1) & mask();
+    return i;
+  }
+  /* Makes room for one more entry. */
+  void reserveOne() {
+    if (4 * (used_ + 1) <= 3 * slots_.size()) return;
+    std::vector<Slot> old(slots_.empty() ? 32 : 2 * slots_.size(), Slot{});
+    old.swap(slots_);
+    for (const Slot &s : old) {
+      if (s.free()) continue;
+      size_t i = s.home() & mask();
+      while (!slots_[i].free()) i = (i + 1) & mask();
+      slots_[i] = s;
+    }
+  }
+  /* Empties slot i. Each entry behind the hole, up to the next free slot,
+  ** moves into the hole unless its home lies between the hole and where it
+  ** stands. */
+  void takeOut(size_t i) {
+    for (size_t j = (i + 1) & mask(); !slots_[j].free(); j = (j + 1) & mask()) {
+      size_t home = slots_[j].home() & mask();
+      if (((j - home) & mask()) >= ((j - i) & mask())) {
+        slots_[i] = slots_[j];
+        i = j;
+      }
+    }
+    slots_[i] = Slot{};
+    used_--;
+  }
+  std::vector<Slot> slots_;
+  size_t used_ = 0;
+};
+
+/* From keys to values. Each slot keeps the key's hash with its top bit set,
+** so a slot with hash 0 is free, and a search compares whole keys only where
+** the hashes agree. Keys says how to hash and compare a Key. */
+template <class Key, class Value, class Keys> struct HashedSlot {
+  uint64_t hash;
+  Key key;
+  Value value;
+  bool free() const { return hash == 0; }
+  uint64_t home() const { return hash; }
+  bool holds(const Key &k, uint64_t h) const { return hash == h && Keys::equal(key, k); }
+};
+
+template <class Key, class Value, class Keys> class OpenHash : public ProbeTable<HashedSlot<Key, Value, Keys>> {
+  using Slot = HashedSlot<Key, Value, Keys>;
+  using Table = ProbeTable<Slot>;
+
+public:
+  /* The value of key, or null. */
+  Value *find(Key key) {
+    if (this->used_ == 0) return nullptr;
+    Slot &slot = this->slots_[this->place(key, hashOf(key))];
+    return slot.free() ? nullptr : &slot.value;
+  }
+  /* The value of key, added as Value{} (and *fresh set) when key is new.
+  ** What the key points at must stay as it is while the hash holds it. */
+  Value &insert(Key key, bool *fresh) {
+    this->reserveOne();
+    uint64_t hash = hashOf(key);
+    Slot &slot = this->slots_[this->place(key, hash)];
+    *fresh = slot.free();
+    if (*fresh) {
+      slot = Slot{hash, key, Value{}};
+      this->used_++;
+    }
+    return slot.value;
+  }
+  /* Takes key out; false when it was not there. */
+  bool erase(Key key) {
+    if (this->used_ == 0) return false;
+    size_t i = this->place(key, hashOf(key));
+    if (this->slots_[i].free()) return false;
+    this->takeOut(i);
+    return true;
+  }
+
+  /* Calls each(key, value) on every entry, in no order. */
+  template <class Each> void forEach(Each each) {
+    for (Slot &slot : this->slots_)
+      if (!slot.free()) each(slot.key, slot.value);
+  }
+
+private:
+  static uint64_t hashOf(const Key &key) { return Keys::hash(key) | uint64_t{1} << 63; }
+};
+
 /* A hash of a one-word key. */
 inline uint64_t mhashWord(uint64_t key) {
   key = (key ^ (key >> 30)) * 0xBF58476D1CE4E5B9u;
@@ -54,83 +160,33 @@ inline uint64_t mhashWord(uint64_t key) {
   return key ^ (key >> 31);
 }
 
-/* An open hash with linear probing, from keys to values. Each slot keeps the
-** key's hash with its top bit set, so a slot with hash 0 is free, and a
-** search compares whole keys only where the hashes agree. Entries are taken
-** out by moving the ones behind them back, so no tombstone slows a table
-** that grows and shrinks. Keys says how to hash and compare a Key. */
-template <class Key, class Value, class Keys> class OpenHash {
+/* A set of words other than 0, a word per slot: 0 marks a free slot, and a
+** hash is worked out again where it is needed. For registries of many keys,
+** where a slot that also kept a hash and a value would triple the table. */
+struct WordSlot {
+  uint64_t word;
+  bool free() const { return word == 0; }
+  uint64_t home() const { return mhashWord(word); }
+  bool holds(uint64_t w, uint64_t) const { return word == w; }
+};
+
+class WordSet : public ProbeTable<WordSlot> {
 public:
-  /* The value of key, or null. */
-  Value *find(Key key) {
-    if (used_ == 0) return nullptr;
-    Slot &slot = slots_[place(key, hashOf(key))];
-    return slot.hash != 0 ? &slot.value : nullptr;
+  bool contains(uint64_t word) const { return word != 0 && used_ != 0 && !slots_[place(word, mhashWord(word))].free(); }
+  /* Adds word (not 0); nothing when it is there. */
+  void insert(uint64_t word) {
+    reserveOne();
+    WordSlot &slot = slots_[place(word, mhashWord(word))];
+    if (slot.free()) slot.word = word, used_++;
   }
-  /* The value of key, added as Value{} (and *fresh set) when key is new.
-  ** What the key points at must stay as it is while the hash holds it. */
-  Value &insert(Key key, bool *fresh) {
-    if (2 * (used_ + 1) > slots_.size()) grow();
-    uint64_t hash = hashOf(key);
-    Slot &slot = slots_[place(key, hash)];
-    *fresh = slot.hash == 0;
-    if (*fresh) {
-      slot = Slot{hash, key, Value{}};
-      used_++;
-    }
-    return slot.value;
-  }
-  /* Takes key out; false when it was not there. */
-  bool erase(Key key) {
-    if (used_ == 0) return false;
-    size_t i = place(key, hashOf(key));
-    if (slots_[i].hash == 0) return false;
-    /* Each entry behind the hole, up to the next free slot, moves into the
-    ** hole unless its home lies between the hole and where it stands. */
-    for (size_t j = (i + 1) & mask(); slots_[j].hash != 0; j = (j + 1) & mask()) {
-      size_t home = slots_[j].hash & mask();
-      if (((j - home) & mask()) >= ((j - i) & mask())) {
-        slots_[i] = slots_[j];
-        i = j;
-      }
-    }
-    slots_[i].hash = 0;
-    used_--;
+  /* Takes word out; false when it was not there. */
+  bool erase(uint64_t word) {
+    if (word == 0 || used_ == 0) return false;
+    size_t i = place(word, mhashWord(word));
+    if (slots_[i].free()) return false;
+    takeOut(i);
     return true;
   }
-  void clear() {
-    slots_.clear();
-    used_ = 0;
-  }
-  size_t size() const { return used_; }
-
-private:
-  struct Slot {
-    uint64_t hash;
-    Key key;
-    Value value;
-  };
-  static uint64_t hashOf(const Key &key) { return Keys::hash(key) | uint64_t{1} << 63; }
-  size_t mask() const { return slots_.size() - 1; }
-  /* The slot that holds key, or the free slot where it would go. */
-  size_t place(const Key &key, uint64_t hash) const {
-    size_t i = hash & mask();
-    while (slots_[i].hash != 0 && !(slots_[i].hash == hash && Keys::equal(slots_[i].key, key)))
-      i = (i + 1) & mask();
-    return i;
-  }
-  void grow() {
-    std::vector<Slot> old(slots_.empty() ? 32 : 2 * slots_.size(), Slot{0, Key{}, Value{}});
-    old.swap(slots_);
-    for (const Slot &s : old) {
-      if (s.hash == 0) continue;
-      size_t i = s.hash & mask();
-      while (slots_[i].hash != 0) i = (i + 1) & mask();
-      slots_[i] = s;
-    }
-  }
-  std::vector<Slot> slots_;
-  size_t used_ = 0;
 };
 
 struct TextKeys {

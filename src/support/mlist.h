@@ -32,10 +32,11 @@ void mlistFree(mlist *list);
 void mlistPush(mlist *list, intptr_t value);
 /* Inserts before the first element e with compare(value, e) <= 0. */
 void mlistInsertSorted(mlist *list, intptr_t value, mlistCompare compare);
-/* Puts value behind node, or at the front when node is null; gives the new
-** node. Lets a caller that knows the place keep a sorted list without a
-** walk. */
-mlistNode *mlistInsertAfter(mlist *list, mlistNode *node, intptr_t value);
+/* Links fresh, a node that the caller made and keeps, behind node (at the
+** front when node is null) with value in it, and gives it. Lets a caller that
+** knows the place keep a sorted list without a walk, in nodes it carves
+** itself; such a list must not go to mlistFree. */
+mlistNode *mlistLinkAfter(mlist *list, mlistNode *node, mlistNode *fresh, intptr_t value);
 /* The first element e with compare(key, e) == 0, or 0. */
 intptr_t mlistFind(mlist *list, intptr_t key, mlistCompare compare);
 /* Number of elements. */

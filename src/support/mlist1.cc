@@ -93,11 +93,13 @@ void mlistInsertSorted(mlist *list, intptr_t value, mlistCompare compare) {
   *link = newNode(value, *link, "mlistInsertSorted");
 }
 
-mlistNode *mlistInsertAfter(mlist *list, mlistNode *node, intptr_t value) {
-  if (!listUsable(list, "mlistInsertAfter")) return nullptr;
+mlistNode *mlistLinkAfter(mlist *list, mlistNode *node, mlistNode *fresh, intptr_t value) {
+  if (!listUsable(list, "mlistLinkAfter")) return nullptr;
+  mlistPointerGuard(value, "mlistLinkAfter"); /* reported; the value goes in anyway */
   mlistNode **link = node ? &node->next : &list->first;
-  *link = newNode(value, *link, "mlistInsertAfter");
-  return *link;
+  *fresh = mlistNode{value, *link};
+  *link = fresh;
+  return fresh;
 }
 
 intptr_t mlistFind(mlist *list, intptr_t key, mlistCompare compare) {
