@@ -1,6 +1,7 @@
 /* The definition buffer: name spaces, order by name and number, numbering. */
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <climits>
 #include <string>
 #include <utility>
@@ -70,6 +71,16 @@ TEST(Buffer, SetsStaySortedWhateverTheOrderOfArrival) {
   EXPECT_EQ(names(b.defines), (Names{"a", "abcdefgh", "abcdefghij", "abcdefghz", "b", "c", "m", "q",
                                      "x", "\xC3x"}));
   EXPECT_STREQ(static_cast<ddBufKey *>(ddBufferFindName("q", b.defines))->name, "q");
+  /* Hundreds of names in a scrambled order, many alike in their first eight
+  ** bytes: the set still reads in strcmp order. */
+  Names many;
+  for (int i = 0; i < 700; i++) {
+    int k = (i * 337) % 700;
+    many.push_back((k % 2 ? "structure" : "s") + std::to_string(k));
+    ASSERT_NE(ddBufferAddName(&b, DDBUF_STRUCT, many.back().c_str()), nullptr);
+  }
+  std::sort(many.begin(), many.end());
+  EXPECT_EQ(names(b.structs), many);
 
   /* Equal indices: the newest stands first and is the one found. */
   static intptr_t items = 0; /* kept reachable, like a buffer's sets */

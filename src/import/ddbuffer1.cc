@@ -9,10 +9,9 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
-#include <initializer_list>
 #include <iterator>
 #include <algorithm>
-#include <map>
+#include <deque>
 #include <string_view>
 #include <vector>
 #include <type_traits>
@@ -56,17 +55,17 @@ constexpr NameKind kNameKinds[] = {
 };
 constexpr int kNameKindCount = sizeof kNameKinds / sizeof kNameKinds[0];
 
-/* Beside each set's sorted list, an ordered index from key to the first and
-** last node of that key, so that a set is searched and kept sorted without
-** a walk from the front. Each key's first node is what a walk would find,
-** and a new element goes in front of its equals, as a sorted insert puts it.
-** Sets are known by their list; an index is dropped with its buffer. */
+/* Beside each set's sorted list, an index of where each key stands, so that
+** a set is searched and kept sorted without a walk from the front. A search
+** finds the first element of its key, as a walk would, and a new element
+** goes in front of its equals, as a sorted insert puts it. Sets are known by
+** their list. */
 struct KeyNodes {
   mlistNode *first;
   mlistNode *last;
 };
 
-/* A name as the ordered map keeps it: its first eight bytes as one number,
+/* A name as the name order compares it: its first eight bytes as one number,
 ** so that most comparisons are one instruction, and the name for the rest.
 ** The order is strcmp's: bytes compare unsigned, and a name that is the
 ** start of another sorts first. */
@@ -85,24 +84,81 @@ struct OrderKey {
   }
 };
 
-/* Sets by name: names arrive in any order, so the places are kept in an
-** ordered map and what a search finds in a hash. */
+/* The names of a set in order, each with the last node that holds it: a
+** sorted array cut into runs of at most kRun places, so that an insert moves
+** one short run and the whole is a few blocks. A place keeps the first eight
+** bytes of its name; the rest is read from the element in its node. */
+class NameOrder {
+public:
+  /* The last node of the greatest name below key, or null. */
+  mlistNode *before(const OrderKey &key) const {
+    if (runs_.empty()) return nullptr;
+    size_t r = runOf(key);
+    if (r == runs_.size()) return runs_.back().back().last;
+    size_t i = placeIn(runs_[r], key);
+    if (i > 0) return runs_[r][i - 1].last;
+    return r > 0 ? runs_[r - 1].back().last : nullptr;
+  }
+  /* Notes that node holds key: a new name takes its place; a known one takes
+  ** node as its last, unless node went in front of its equals. */
+  void note(const OrderKey &key, mlistNode *node, bool front) {
+    if (runs_.empty()) {
+      runs_.emplace_back().reserve(kRun + 1);
+      runs_[0].push_back(Place{key.head, node});
+      return;
+    }
+    size_t r = std::min(runOf(key), runs_.size() - 1);
+    std::vector<Place> &run = runs_[r];
+    size_t i = placeIn(run, key);
+    if (i < run.size() && run[i].head == key.head && nameAt(run[i]) == key.name) {
+      if (!front) run[i].last = node;
+      return;
+    }
+    run.insert(run.begin() + static_cast<ptrdiff_t>(i), Place{key.head, node});
+    if (run.size() <= kRun) return;
+    std::vector<Place> upper(run.begin() + kRun / 2, run.end());
+    upper.reserve(kRun + 1);
+    run.resize(kRun / 2);
+    runs_.insert(runs_.begin() + static_cast<ptrdiff_t>(r) + 1, std::move(upper));
+  }
+
+private:
+  static constexpr size_t kRun = 64;
+  struct Place {
+    uint64_t head;
+    mlistNode *last;
+  };
+  static std::string_view nameAt(const Place &p) { return keyOf(p.last->value)->name; }
+  static bool below(const Place &p, const OrderKey &key) {
+    return p.head != key.head ? p.head < key.head : OrderKey(nameAt(p)) < key;
+  }
+  /* The first run whose last place is not below key, or the count of runs. */
+  size_t runOf(const OrderKey &key) const {
+    auto it = std::partition_point(runs_.begin(), runs_.end(),
+                                   [&](const std::vector<Place> &run) { return below(run.back(), key); });
+    return static_cast<size_t>(it - runs_.begin());
+  }
+  static size_t placeIn(const std::vector<Place> &run, const OrderKey &key) {
+    auto it = std::partition_point(run.begin(), run.end(), [&](const Place &p) { return below(p, key); });
+    return static_cast<size_t>(it - run.begin());
+  }
+  std::vector<std::vector<Place>> runs_;
+};
+
+/* Sets by name: names arrive in any order, so their places are kept in a
+** name order and what a search finds in a hash. */
 struct NameIndex {
-  std::map<OrderKey, KeyNodes> nodes;
+  NameOrder order;
   TextHash<intptr_t> first; /* the element a search finds */
 
   explicit NameIndex(const mlist *) {}
   void note(std::string_view key, mlistNode *node, bool front) {
-    auto [it, fresh] = nodes.try_emplace(OrderKey(key), KeyNodes{node, node});
-    if (!fresh) (front ? it->second.first : it->second.last) = node;
+    order.note(OrderKey(key), node, front);
     bool added;
     intptr_t &found = first.insert(key, &added);
     if (front || added) found = node->value;
   }
-  mlistNode *before(std::string_view key) const {
-    auto next = nodes.lower_bound(OrderKey(key));
-    return next == nodes.begin() ? nullptr : std::prev(next)->second.last;
-  }
+  mlistNode *before(std::string_view key) const { return order.before(OrderKey(key)); }
   intptr_t find(std::string_view key) {
     intptr_t *found = first.find(key);
     return found ? *found : 0;
@@ -163,6 +219,7 @@ struct NumberIndex {
 ** cache of recent look-ups stands in front of the hash. */
 template <typename Index> struct IndexMap {
   WordHash<Index *> map;
+  std::deque<Index> store; /* a deque never moves what it holds */
   struct Recent {
     const mlist *list;
     Index *index;
@@ -182,22 +239,14 @@ template <typename Index> struct IndexMap {
   /* A new empty index for list, which has none. */
   Index &make(const mlist *list) {
     bool fresh;
-    Index *&index = map.insert(keyOf(list), &fresh);
-    index = new Index(list);
-    slotOf(list) = {list, index};
-    return *index;
+    Index &index = store.emplace_back(list);
+    map.insert(keyOf(list), &fresh) = &index;
+    slotOf(list) = {list, &index};
+    return index;
   }
-  void drop(const mlist *list) {
-    Recent &r = slotOf(list);
-    if (r.list == list) r = {};
-    if (Index **found = map.find(keyOf(list))) {
-      delete *found;
-      map.erase(keyOf(list));
-    }
-  }
-  void dropAll() {
-    map.forEach([](uint64_t, Index *index) { delete index; });
+  void clear() {
     map.clear();
+    store.clear();
     std::fill(std::begin(recent), std::end(recent), Recent{});
   }
 };
@@ -277,10 +326,6 @@ void *findIn(IndexMap<Index> &indexes, intptr_t set, Key key, const ddBufKey &pr
   return reinterpret_cast<void *>(*msetFind(reinterpret_cast<intptr_t>(&probe), &set, compare));
 }
 
-void dropIndex(intptr_t set) {
-  nameIndexes.drop(reinterpret_cast<const mlist *>(set));
-  numberIndexes.drop(reinterpret_cast<const mlist *>(set));
-}
 
 /* A zeroed record of size bytes with its own copy of name in the same piece,
 ** extra bytes behind the record. */
@@ -320,19 +365,13 @@ int ddBufferCompareNumber(intptr_t a, intptr_t b) {
 
 void ddBufferInit(ddBuffer *buffer) { *buffer = ddBuffer{}; }
 
-/* The entries stay, since built definitions point into them; only the
-** indexes beside the sets go, members and list items included. */
-void ddBufferRelease(ddBuffer *buffer) {
-  for (intptr_t set : {buffer->dataByName, buffer->dataByNumber, buffer->recordByName,
-                       buffer->recordByNumber, buffer->aliases, buffer->parents, buffer->children,
-                       buffer->describes, buffer->defines})
-    dropIndex(set);
-  for (intptr_t set : {buffer->aliases, buffer->parents, buffer->children})
-    for (mlistNode *n = mlistHead(reinterpret_cast<mlist *>(set)); n; n = mlistNext(n))
-      dropIndex(reinterpret_cast<ddBufCodeList *>(n->value)->items);
-  for (mlistNode *n = mlistHead(reinterpret_cast<mlist *>(buffer->structs)); n; n = mlistNext(n))
-    dropIndex(reinterpret_cast<ddBufStruct *>(n->value)->members);
-  dropIndex(buffer->structs);
+/* The entries stay, since built definitions point into them; the indexes
+** go, those of every buffer at once, which is quicker than set by set. A
+** set without an index is still searched right, from the front, and one
+** that grows again gets a new index. */
+void ddBufferRelease(ddBuffer *) {
+  nameIndexes.clear();
+  numberIndexes.clear();
 }
 
 char *ddBufferText(const char *text, size_t length) {
@@ -342,8 +381,7 @@ char *ddBufferText(const char *text, size_t length) {
 }
 
 void ddBufferDiscardAll(void) {
-  nameIndexes.dropAll();
-  numberIndexes.dropAll();
+  ddBufferRelease(nullptr);
   arena.discard();
 }
 
