@@ -6,6 +6,7 @@
 #define RK_SOURCE_NAME "ddread1"
 #include "ddread.h"
 
+#include <array>
 #include <cfloat>
 #include <cmath>
 #include <cstddef>
@@ -92,6 +93,69 @@ template <class Stop> void passUntil(ddStream *s, Stop stop, Gather *g = nullptr
 template <class Stop> void gatherUntil(ddStream *s, Gather &g, Stop stop) { passUntil(s, stop, &g); }
 template <class Keep> void skipWhile(ddStream *s, Keep keep) {
   passUntil(s, [&](int c) { return !keep(c); });
+}
+
+/* The common list item, a plain word between blanks, taken in one step: a
+** run of characters other than blanks, the separator, the terminator, '/',
+** '=' and '"', with only blanks around it, then the separator or the
+** terminator, all in the text at hand and short enough not to be cut. Puts
+** the word into g and gives the stop character, which is left unread. Any
+** other shape gives kEnd with nothing read, and the full scan reads it to
+** the same result. */
+int takePlainItem(ddStream *s, int separator, int terminator, Gather &g) {
+  /* Characters of a plain word: the word ends at any separator or terminator
+  ** that the commands' lists use, and one that is not this list's sends the
+  ** item to the full scan, as does a list with stops of its own. */
+  static constexpr auto kPlain = [] {
+    std::array<bool, 256> plain{};
+    plain.fill(true);
+    for (unsigned char c : std::string_view(" \t\n\r/=\",;})")) plain[c] = false;
+    return plain;
+  }();
+  if (kPlain[static_cast<unsigned char>(separator)] || kPlain[static_cast<unsigned char>(terminator)]) return kEnd;
+  const char *p = s->at, *end = s->end;
+  while (p < end && isBlank(static_cast<unsigned char>(*p))) p++;
+  const char *word = p;
+  while (p < end && kPlain[static_cast<unsigned char>(*p)]) p++;
+  const char *wordEnd = p;
+  while (p < end && isBlank(static_cast<unsigned char>(*p))) p++;
+  if (p == end || p - s->at >= g.size) return kEnd;
+  int stop = static_cast<unsigned char>(*p);
+  if (stop != separator && stop != terminator) return kEnd;
+  g.add(word, wordEnd);
+  s->at = p;
+  return stop;
+}
+
+/* One list item in full into g: text up to the separator or terminator,
+** with an '=' and a quoted text (backslash escapes kept) in it and comments
+** between its parts. Gives the stop character, left unread, or kEnd when the
+** input ends first. */
+int gatherItem(ddStream *s, Gather &g, int separator, int terminator) {
+  auto endsText = [=](int c) { return c == separator || c == terminator || c == '/' || c == '=' || c == '"'; };
+  auto endsQuoted = [](int c) { return c == '\\' || c == '"'; };
+  for (;;) {
+    gatherUntil(s, g, endsText);
+    if (take(s, '=')) g.add('=');
+    if (take(s, '"')) {
+      g.add('"');
+      for (;;) {
+        gatherUntil(s, g, endsQuoted);
+        if (take(s, '"')) {
+          g.add('"');
+          break;
+        }
+        if (!take(s, '\\')) break; /* end of input */
+        g.add('\\');
+        skipWhile(s, isWhite); /* white space behind a backslash is lost */
+        if (peek(s) == kEnd) break;
+        g.add(*s->at++);
+      }
+    }
+    ddSkipSpace(s);
+    int stop = peek(s);
+    if (stop == kEnd || stop == separator || stop == terminator) return stop;
+  }
 }
 
 /* A word as "%s" reads it: white space skipped, then up to the next white
@@ -297,6 +361,7 @@ constexpr size_t kChunkSize = 64 * 1024;
 /* ---- Scanner --------------------------------------------------------- */
 
 void ddSkipSpace(ddStream *s) {
+  if (s->at < s->end && !isBlank(static_cast<unsigned char>(*s->at)) && *s->at != '/') return;
   for (;;) {
     skipWhile(s, isBlank);
     if (!take(s, '/')) return;
@@ -334,35 +399,15 @@ int ddReadList(ddStream *s, int *count, char **items, const char *stops) {
   char work[DD_ITEM_SIZE];
   Gather item{work, DD_ITEM_SIZE};
   bool dropped = false;
-  auto endsText = [=](int c) { return c == separator || c == terminator || c == '/' || c == '=' || c == '"'; };
-  auto endsQuoted = [](int c) { return c == '\\' || c == '"'; };
   for (;;) {
-    gatherUntil(s, item, endsText);
-    if (take(s, '=')) item.add('=');
-    if (take(s, '"')) {
-      item.add('"');
-      for (;;) {
-        gatherUntil(s, item, endsQuoted);
-        if (take(s, '"')) {
-          item.add('"');
-          break;
-        }
-        if (!take(s, '\\')) break; /* end of input */
-        item.add('\\');
-        skipWhile(s, isWhite); /* white space behind a backslash is lost */
-        if (peek(s) == kEnd) break;
-        item.add(*s->at++);
-      }
-    }
-    ddSkipSpace(s);
-    int stop = peek(s);
+    int stop = takePlainItem(s, separator, terminator, item);
+    if (stop == kEnd) stop = gatherItem(s, item, separator, terminator);
     if (stop == kEnd) {
       /* No terminator will come: nothing of the list is kept. */
       *count = 0;
       std::printf("ERROR: Cannot read list\n");
       return 0;
     }
-    if (stop != separator && stop != terminator) continue;
     s->at++;
     item.finish();
     std::string_view text(work, item.len);

@@ -4,8 +4,10 @@
 #include "ddutil.h"
 
 #include <cctype>
+#include <charconv>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <string_view>
 
 namespace {
@@ -60,7 +62,13 @@ int ddTypeFromName(const char *name) {
 int ddTypeSize(int tagType) {
   if (tagType >= 0 && tagType < kTagTypeCount && kTagTypes[tagType].sized)
     return kTagTypes[tagType].size;
-  std::printf("WARNING: elemtype %d not supported!\n", tagType);
+  /* Every record built asks for this, so the line is put together here
+  ** rather than formatted by printf. */
+  char line[64] = "WARNING: elemtype ";
+  char *at = std::to_chars(line + 18, line + 40, tagType).ptr;
+  std::string_view rest = " not supported!\n";
+  std::memcpy(at, rest.data(), rest.size());
+  std::fwrite(line, 1, static_cast<size_t>(at - line) + rest.size(), stdout);
   return 0;
 }
 

@@ -541,7 +541,9 @@ bool nextCodeFree(int next, int ownFirst, int otherFirst, int otherLast) {
 /* Room kept behind a site's tables, so that adding a definition copies the
 ** table only when that room is used up: the counts stay exact, and entries
 ** move only when their table really grows. Room is trusted only while the
-** site still holds the very blocks it was recorded for. */
+** site still holds the very blocks it was recorded for; every path that
+** releases or replaces a site's tables forgets their room, so a block that
+** matches is still the one recorded. */
 struct Room {
   const void *table;
   const void *map;
@@ -553,8 +555,7 @@ Room recordRoom[DD_MAX_SITES], dataRoom[DD_MAX_SITES];
 template <typename Entry>
 Entry *growTable(Entry **table, int32_t **map, int32_t *count, Room *room) {
   int n = *count + 1;
-  bool roomy = *table != nullptr && *table == room->table && *map == room->map &&
-               n <= room->capacity && ddOwnsBlock(*table) && ddOwnsBlock(*map);
+  bool roomy = *table != nullptr && *table == room->table && *map == room->map && n <= room->capacity;
   if (!roomy) {
     int capacity = n < 8 ? 8 : 2 * n;
     auto *newTable = static_cast<Entry *>(rkAllocate(sizeof(Entry) * capacity));
