@@ -145,24 +145,57 @@ private:
   std::vector<std::vector<Place>> runs_;
 };
 
+/* From a name to the element of a set that a search finds. A slot holds the
+** name's hash and the element, whose own name is the key: half the size of
+** a slot that also held the key, which matters when most searches miss the
+** cache. */
+struct ElementSlot {
+  uint64_t hash;
+  intptr_t element;
+  bool free() const { return hash == 0; }
+  uint64_t home() const { return hash; }
+  bool holds(std::string_view name, uint64_t h) const {
+    const char *own = keyOf(element)->name;
+    return hash == h && sameBytes(own, name.data(), name.size()) && own[name.size()] == 0;
+  }
+};
+
+class ElementHash : public ProbeTable<ElementSlot> {
+public:
+  /* The element of name, or 0. */
+  intptr_t find(std::string_view name) const {
+    if (used_ == 0) return 0;
+    return slots_[place(name, hashOf(name))].element;
+  }
+  /* Makes element what name finds, unless name finds one already and keep
+  ** is set. */
+  void put(std::string_view name, intptr_t element, bool keep) {
+    reserveOne();
+    uint64_t hash = hashOf(name);
+    ElementSlot &slot = slots_[place(name, hash)];
+    if (slot.free())
+      slot = ElementSlot{hash, element}, used_++;
+    else if (!keep)
+      slot.element = element;
+  }
+
+private:
+  static uint64_t hashOf(std::string_view name) { return mhashText(name) | uint64_t{1} << 63; }
+};
+
 /* Sets by name: names arrive in any order, so their places are kept in a
 ** name order and what a search finds in a hash. */
 struct NameIndex {
   NameOrder order;
-  TextHash<intptr_t> first; /* the element a search finds */
+  ElementHash first;
 
   explicit NameIndex(const mlist *) {}
   void note(std::string_view key, mlistNode *node, bool front) {
     order.note(OrderKey(key), node, front);
-    bool added;
-    intptr_t &found = first.insert(key, &added);
-    if (front || added) found = node->value;
+    first.put(key, node->value, !front);
   }
   mlistNode *before(std::string_view key) const { return order.before(OrderKey(key)); }
-  intptr_t find(std::string_view key) {
-    intptr_t *found = first.find(key);
-    return found ? *found : 0;
-  }
+  intptr_t find(std::string_view key) const { return first.find(key); }
 };
 
 /* Sets by number: numbers and indexes arrive rising, in file order, so a new
