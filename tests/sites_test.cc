@@ -32,6 +32,22 @@ TEST(Sites, NewSiteHasEmptyRangesAtItsOffset) {
   EXPECT_TRUE(ddSiteNo2SiteInfo(2) == nullptr && ddSiteNo2SiteInfo(-1) == nullptr);
 }
 
+/* Room made ahead keeps entries in place until it is used up; the counts
+** show only what was added. */
+TEST(Sites, ReservedRoomKeepsEntriesInPlace) {
+  int n = newSite("core", "the core");
+  ddNewRecordDef(n);
+  ddReserveDefinitions(n, 100, 0);
+  ddSite *s = ddSiteNo2SiteInfo(n);
+  ddRSchema *table = s->recordTable;
+  EXPECT_EQ(s->recordCount, 1);
+  for (int i = 0; i < 100; i++) ddNewRecordDef(n);
+  EXPECT_TRUE(s->recordTable == table && s->recordCount == 101 && s->dataTable == nullptr);
+  ddNewRecordDef(n);
+  EXPECT_NE(s->recordTable, table);
+  EXPECT_EQ(ddGetRSchema(s->recordMap[100]), &s->recordTable[100]); /* copied whole */
+}
+
 TEST(Sites, MatchingByIdAndDescription) {
   int a = newSite("shared", "first");
   /* A null desc matches any description; another desc makes a new site. */

@@ -6,6 +6,7 @@
 #define RK_SOURCE_NAME "ddmod1"
 #include "import/ddmod.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <initializer_list>
 #include <deque>
@@ -234,8 +235,13 @@ ddBuildContext *ddBuildSite(ddBuffer *buffer, int siteNo) {
   context->childTables = mmapNew(nullptr);
   context->aliasTables = mmapNew(nullptr);
 
-  /* Number order is slot order, so each code computed from a number is the
-  ** code that definition gets. mlistForEach goes on while the calls give 0. */
+  /* The tables are made as large as the file needs at once, rather than
+  ** doubled and copied on the way. Number order is slot order, so each code
+  ** computed from a number is the code that definition gets. mlistForEach
+  ** goes on while the calls give 0. */
+  const ddSite *site = ddSiteAt(siteNo);
+  ddReserveDefinitions(siteNo, std::min(buffer->nextRecordNumber, capacity(site, true)),
+                       std::min(buffer->nextDataNumber, capacity(site, false)));
   if (mlist *data = listOf(buffer->dataByNumber))
     mlistForEach(data, [](intptr_t v, void *c) {
       return ddBuildDataDef(reinterpret_cast<ddBufData *>(v), static_cast<ddBuildContext *>(c));

@@ -551,25 +551,32 @@ struct Room {
 };
 Room recordRoom[DD_MAX_SITES], dataRoom[DD_MAX_SITES];
 
+/* Moves a table of entries and its code map, count entries each, to new
+** blocks with room for capacity, and records that room. */
+template <typename Entry> void moveTable(Entry **table, int32_t **map, int count, int capacity, Room *room) {
+  auto *newTable = static_cast<Entry *>(rkAllocate(sizeof(Entry) * capacity));
+  auto *newMap = static_cast<int32_t *>(rkAllocate(sizeof(int32_t) * capacity));
+  ddOwnBlock(newTable);
+  ddOwnBlock(newMap);
+  if (*table != nullptr) std::memcpy(newTable, *table, sizeof(Entry) * count);
+  if (*map != nullptr) std::memcpy(newMap, *map, sizeof(int32_t) * count);
+  ddReleaseBlock(*table);
+  ddReleaseBlock(*map);
+  *table = newTable;
+  *map = newMap;
+  *room = {newTable, newMap, capacity};
+  ddClearLookupCache();
+}
+
+bool hasRoom(const void *table, const void *map, int n, const Room &room) {
+  return table != nullptr && table == room.table && map == room.map && n <= room.capacity;
+}
+
 /* Gives a table of entries and its code map one more slot, and that slot. */
 template <typename Entry>
 Entry *growTable(Entry **table, int32_t **map, int32_t *count, Room *room) {
   int n = *count + 1;
-  bool roomy = *table != nullptr && *table == room->table && *map == room->map && n <= room->capacity;
-  if (!roomy) {
-    int capacity = n < 8 ? 8 : 2 * n;
-    auto *newTable = static_cast<Entry *>(rkAllocate(sizeof(Entry) * capacity));
-    auto *newMap = static_cast<int32_t *>(rkAllocate(sizeof(int32_t) * capacity));
-    ddOwnBlock(newTable);
-    ddOwnBlock(newMap);
-    if (*table != nullptr) std::memcpy(newTable, *table, sizeof(Entry) * (n - 1));
-    if (*map != nullptr) std::memcpy(newMap, *map, sizeof(int32_t) * (n - 1));
-    ddReleaseBlock(*table);
-    ddReleaseBlock(*map);
-    *table = newTable;
-    *map = newMap;
-    *room = {newTable, newMap, capacity};
-  }
+  if (!hasRoom(*table, *map, n, *room)) moveTable(table, map, n - 1, n < 8 ? 8 : 2 * n, room);
   *count = n;
   ddClearLookupCache();
   return &(*table)[n - 1];
@@ -613,6 +620,17 @@ int ddNewDataDef(int siteNo) {
   std::memset(d, 0, sizeof *d);
   initHead(&d->head, code, site);
   return code;
+}
+
+void ddReserveDefinitions(int siteNo, int records, int data) {
+  ddSite *site = ddSiteAt(siteNo);
+  if (site == nullptr) return;
+  int n = site->recordCount + records;
+  if (records > 0 && !hasRoom(site->recordTable, site->recordMap, n, recordRoom[siteNo]))
+    moveTable(&site->recordTable, &site->recordMap, site->recordCount, n, &recordRoom[siteNo]);
+  n = site->dataCount + data;
+  if (data > 0 && !hasRoom(site->dataTable, site->dataMap, n, dataRoom[siteNo]))
+    moveTable(&site->dataTable, &site->dataMap, site->dataCount, n, &dataRoom[siteNo]);
 }
 
 /* ---------------------------------------------------------------------------

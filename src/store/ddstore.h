@@ -94,6 +94,9 @@ void ddResolveNames(ddSite *site, int list);
 void ddAssignIlevels(ddSite *site);
 /* Moves the site's tables and maps to blocks the store owns. */
 void ddCopySiteTables(ddSite *site);
+/* Makes room in the site's tables for that many more records and data
+** items, so that adding them moves no entry; counts stay as they are. */
+void ddReserveDefinitions(int siteNo, int records, int data);
 
 /* Temporary sites: record tables addressed by local code. */
 #define DD_TEMP_ILEVEL 63
