@@ -150,6 +150,17 @@ TEST(Reader, LongFilesAreReadWhole) {
   for (int i = 0; i < 4000; i++)
     text += "dataDef d" + std::to_string(i) + " { rktype_ival, LABEL=\"item " + std::to_string(i) +
             ", /* kept */\" }; // a note\n/* a comment */ ";
+  /* Members in every shape, some of them across the ends of chunks. */
+  const char *shapes[] = {"m%d;", "  m%d ;\n", "m%d, PTR;", "m%d /* c */;", "m%d;;"};
+  for (int i = 0; i < 30; i++) {
+    text += "struct S" + std::to_string(i) + " {";
+    for (int m = 0; m < 200; m++) {
+      char member[32];
+      std::snprintf(member, sizeof member, shapes[m % 5], m);
+      text += member;
+    }
+    text += "}\n";
+  }
   ASSERT_GT(text.size(), 3u * 64 * 1024);
   Read r = readText(text);
   EXPECT_EQ(r.result, 1);
@@ -159,6 +170,14 @@ TEST(Reader, LongFilesAreReadWhole) {
   for (int i = 0; i < 4000; i++) {
     ASSERT_EQ(data[i]->name, "d" + std::to_string(i));
     ASSERT_EQ(data[i]->label, "\"item " + std::to_string(i) + ", /* kept */\"");
+  }
+  for (int i = 0; i < 30; i++) {
+    auto members = all<ddBufMember>(find<ddBufStruct>(("S" + std::to_string(i)).c_str(), r.buf.structs)->members);
+    ASSERT_EQ(members.size(), 200u);
+    for (int m = 0; m < 200; m++) {
+      ASSERT_EQ(members[m]->name, "m" + std::to_string(m));
+      ASSERT_EQ(members[m]->ptr, m % 5 == 2);
+    }
   }
 }
 

@@ -561,7 +561,20 @@ int ddReadStruct(ddBuffer *buffer, ddStream *s, const char *name) {
     ddFreeList(&count, items);
   }
   ddExpectChar(s, '{');
-  while (!ddExpectChar(s, '}')) {
+  char plain[DD_ITEM_SIZE];
+  for (;;) {
+    /* Most statements name a member and nothing else: such a one is taken
+    ** in one step, as the full read below would take it. */
+    Gather word{plain, DD_ITEM_SIZE};
+    if (takePlainItem(s, ';', ';', word) == ';') {
+      s->at++;
+      word.finish();
+      skipWhile(s, [](int c) { return c == ';' || isBlank(c); });
+      char *one[] = {plain};
+      ddReadMember(buffer, st, 1, one);
+      continue;
+    }
+    if (ddExpectChar(s, '}')) break;
     if (!ddReadList(s, &count, items, " ,;")) return 0; /* end of input */
     ddReadMember(buffer, st, count, items);
     ddFreeList(&count, items);
