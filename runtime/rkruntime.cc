@@ -132,10 +132,13 @@ Pool pools[kPooledMax / kGrain + 1];
 bool pooled(size_t size) { return kPooledMax > 0 && size <= kPooledMax; }
 Pool &poolFor(size_t size) { return pools[size == 0 ? 0 : (size - 1) / kGrain]; }
 
-/* A block of size bytes with its tag in front, or null. */
-Tag *takeBlock(size_t size) {
+/* A block of size bytes with its tag in front, or null. A large block that
+** is to be zero comes from calloc, which knows when fresh pages are zero
+** already and then writes none of them. */
+Tag *takeBlock(size_t size, bool zero) {
   if (!pooled(size)) {
-    auto *h = static_cast<LargeHeader *>(std::malloc(sizeof(LargeHeader) + size));
+    auto *h = static_cast<LargeHeader *>(zero ? std::calloc(1, sizeof(LargeHeader) + size)
+                                              : std::malloc(sizeof(LargeHeader) + size));
     if (h == nullptr) return nullptr;
     h->size = size;
     h->tag.size = kLargeSize;
@@ -180,7 +183,10 @@ void giveBack(Tag *tag) {
 /* A pooled body is whole words: filling them all is a short loop where a
 ** call to memset would cost more than the fill. */
 void fillBody(void *block, size_t size, unsigned char fill) {
-  if (!pooled(size)) return (void)std::memset(block, fill, size);
+  if (!pooled(size)) {
+    if (fill != 0) std::memset(block, fill, size); /* else calloc's */
+    return;
+  }
   uint64_t pattern = fill * 0x0101010101010101u, *word = static_cast<uint64_t *>(block);
   for (size_t i = 0; i < (size + kGrain - 1) / kGrain; i++) word[i] = pattern;
 }
@@ -189,7 +195,7 @@ void *allocate(size_t size, const char *file, int line, unsigned char fill) {
   Guard guard;
   bool overLimit = byteLimit != 0 && (liveTotal > byteLimit || size > byteLimit - liveTotal);
   if (overLimit || size > SIZE_MAX - sizeof(LargeHeader)) fail("out of memory", file, line);
-  Tag *tag = takeBlock(size);
+  Tag *tag = takeBlock(size, fill == 0);
   if (tag == nullptr) fail("out of memory", file, line);
   uint32_t owner = countFor(file);
   tag->magic = kLiveMagic;
