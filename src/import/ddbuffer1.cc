@@ -242,6 +242,7 @@ struct NumberIndex {
     return next == nodes.begin() ? nullptr : std::prev(next)->second.last;
   }
   intptr_t find(int32_t key) {
+    if (last != nullptr && keyAt(last) < key) return 0; /* beyond the largest: the common miss */
     auto it = at(key);
     return it != nodes.end() && it->first == key ? it->second.first->value : 0;
   }
