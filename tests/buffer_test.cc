@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <climits>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -88,6 +89,14 @@ TEST(Buffer, SetsStaySortedWhateverTheOrderOfArrival) {
     ddBufferAddItem(&b, DDBUF_PARENT, &items, name, index);
   EXPECT_EQ(names(items), (Names{"i0", "i1", "k2", "j2", "i2"}));
   EXPECT_STREQ(static_cast<ddBufKey *>(ddBufferFindNumber(2, items))->name, "k2");
+  /* Two sets filled by turns, in order and out of it. */
+  static intptr_t one = 0, two = 0;
+  for (auto [root, name, index] : {std::tuple{&one, "a0", 0}, {&one, "a1", 1}, {&two, "b5", 5}, {&one, "a3", 3},
+                                   {&two, "b6", 6}, {&two, "b4", 4}, {&one, "a2", 2}, {&two, "b7", 7}})
+    ddBufferAddItem(&b, DDBUF_STRUCT, root, name, index);
+  EXPECT_EQ(names(one), (Names{"a0", "a1", "a2", "a3"}));
+  EXPECT_EQ(names(two), (Names{"b4", "b5", "b6", "b7"}));
+  EXPECT_STREQ(static_cast<ddBufKey *>(ddBufferFindNumber(6, two))->name, "b6");
 
   /* A set begun without the buffer's help is searched and extended right,
   ** and so is one whose buffer was released. */

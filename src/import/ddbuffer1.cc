@@ -352,6 +352,34 @@ void insertByNumber(intptr_t *root, const ddBufKey *entry) {
   insertIndexed(numberIndexes, root, entry, numberKey);
 }
 
+/* The item set that took the latest item, while the buffer made it for its
+** items and no index stands beside it. A structure's members and a list's
+** items arrive one after another, each behind the last, so such a set needs
+** no index: its last node is all there is to know. A set that takes an item
+** out of that order gets an index made from what it holds. */
+struct Appending {
+  intptr_t *root;
+  intptr_t list; /* what the root held */
+  mlistNode *last;
+} appending;
+
+void insertItem(intptr_t *root, const ddBufKey *item) {
+  auto value = reinterpret_cast<intptr_t>(item);
+  if (*root == 0) {
+    mlist *list = setList(root);
+    appending = {root, *root, mlistLinkAfter(list, nullptr, static_cast<mlistNode *>(arena.take(sizeof(mlistNode))), value)};
+    return;
+  }
+  bool same = appending.root == root && appending.list == *root;
+  if (same && keyOf(appending.last->value)->number < item->number) {
+    auto *fresh = static_cast<mlistNode *>(arena.take(sizeof(mlistNode)));
+    appending.last = mlistLinkAfter(setList(root), appending.last, fresh, value);
+    return;
+  }
+  if (same) appending = {};
+  insertByNumber(root, item);
+}
+
 /* A set filled some other way has no index and is searched from the front. */
 template <typename Key, typename Index>
 void *findIn(IndexMap<Index> &indexes, intptr_t set, Key key, const ddBufKey &probe, mlistCompare compare) {
@@ -406,6 +434,7 @@ void ddBufferInit(ddBuffer *buffer) { *buffer = ddBuffer{}; }
 void ddBufferRelease(ddBuffer *) {
   nameIndexes.clear();
   numberIndexes.clear();
+  appending = {};
 }
 
 char *ddBufferText(const char *text, size_t length) {
@@ -468,7 +497,7 @@ void *ddBufferAddItem(ddBuffer *, int kind, intptr_t *owner, const char *name, i
   ddBufKey *item = kind == DDBUF_STRUCT ? newNamed(sizeof(ddBufMember), kTargetBytes, name)
                                         : newNamed(sizeof(ddBufCodeItem), 0, name);
   item->number = index;
-  insertByNumber(owner, item);
+  insertItem(owner, item);
   return item;
 }
 
