@@ -13,6 +13,10 @@
 #include <algorithm>
 #include <atomic>
 
+#if defined(__linux__)
+#include <sys/mman.h>
+#endif
+
 namespace {
 
 constexpr uint32_t kLiveMagic = 0x4B4C4956u; /* a live block */
@@ -132,13 +136,33 @@ Pool pools[kPooledMax / kGrain + 1];
 bool pooled(size_t size) { return kPooledMax > 0 && size <= kPooledMax; }
 Pool &poolFor(size_t size) { return pools[size == 0 ? 0 : (size - 1) / kGrain]; }
 
+/* Blocks of a huge page or more. Each page of a block is one fault when the
+** system backs it with a huge page, where 4 KiB pages take 512; so such a
+** block starts on a huge-page boundary, fills whole huge pages, and is
+** offered to the system for them (it may decline: THP off or no free huge
+** page). Its body is not known to be zero, so a zeroed one is written. */
+constexpr size_t kHugePage = size_t{2} << 20;
+static_assert(RKRUNTIME_HUGE_BLOCK + sizeof(LargeHeader) == kHugePage, "a huge block fills one page");
+
+LargeHeader *takeHuge(size_t total, bool zero) {
+  size_t rounded = (total + kHugePage - 1) / kHugePage * kHugePage;
+  void *block = std::aligned_alloc(kHugePage, rounded);
+  if (block == nullptr) return nullptr;
+#if defined(MADV_HUGEPAGE)
+  madvise(block, rounded, MADV_HUGEPAGE); /* a hint: a refusal changes nothing */
+#endif
+  if (zero) std::memset(block, 0, total);
+  return static_cast<LargeHeader *>(block);
+}
+
 /* A block of size bytes with its tag in front, or null. A large block that
 ** is to be zero comes from calloc, which knows when fresh pages are zero
 ** already and then writes none of them. */
 Tag *takeBlock(size_t size, bool zero) {
   if (!pooled(size)) {
-    auto *h = static_cast<LargeHeader *>(zero ? std::calloc(1, sizeof(LargeHeader) + size)
-                                              : std::malloc(sizeof(LargeHeader) + size));
+    size_t total = sizeof(LargeHeader) + size;
+    auto *h = total >= kHugePage ? takeHuge(total, zero)
+              : static_cast<LargeHeader *>(zero ? std::calloc(1, total) : std::malloc(total));
     if (h == nullptr) return nullptr;
     h->size = size;
     h->tag.size = kLargeSize;

@@ -24,6 +24,12 @@ extern "C" {
 ** to 256 bytes are aligned to 8 bytes, larger ones to 16. */
 RKRUNTIME_API void *UZA_allocate(size_t size, const char *file, int line);
 
+/* Blocks of 2 MiB and more, header included, are laid on 2 MiB boundaries
+** and offered to the system's huge pages, where one fault maps what takes
+** 512 with small pages. A block of RKRUNTIME_HUGE_BLOCK bytes fills one huge
+** page exactly: the size for a caller that carves its own pieces. */
+#define RKRUNTIME_HUGE_BLOCK (((size_t)2 << 20) - 16)
+
 /* As UZA_allocate, but the block is filled with zero bytes. */
 RKRUNTIME_API void *UZA_allocatez(size_t size, const char *file, int line);
 

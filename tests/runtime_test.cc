@@ -31,10 +31,11 @@ TEST(Runtime, BlocksAreFilledAndCountedPerFile) {
   EXPECT_EQ(UZA_liveBlocks("never-used"), 0);
 }
 
-/* Small blocks come from pools and are used again once released; large ones
-** are counted the same way. */
+/* Small blocks come from pools and are used again once released; large ones,
+** and those laid on huge pages, are filled and counted the same way. */
 TEST(Runtime, ReleasedBlocksServeTheNextRequestOfTheirSize) {
-  for (size_t size : {0, 1, 8, 9, 40, 255, 256, 257, 5000}) {
+  for (size_t size : {size_t{0}, size_t{1}, size_t{8}, size_t{9}, size_t{40}, size_t{255}, size_t{256},
+                      size_t{257}, size_t{5000}, RKRUNTIME_HUGE_BLOCK, size_t{3} << 20}) {
     auto *a = static_cast<unsigned char *>(UZA_allocatez(size, "pool", 1));
     auto *b = static_cast<unsigned char *>(UZA_allocate(size, "pool", 2));
     EXPECT_EQ(UZA_liveBytes("pool"), static_cast<long>(2 * size)) << size;

@@ -296,7 +296,7 @@ IndexMap<NumberIndex> numberIndexes;
 ** every block, each piece is a block of its own, so that a write past a
 ** piece is caught. */
 struct Arena {
-  static constexpr size_t kBlock = 256 * 1024;
+  static constexpr size_t kBlock = RKRUNTIME_HUGE_BLOCK;
   char *next = nullptr, *end = nullptr;
   std::vector<void *> blocks; /* every block taken, for ddBufferDiscardAll */
 
