@@ -9,6 +9,8 @@
 #include "support/mhash.h"
 #include "support/mlist.h"
 #include "support/mmap.h"
+#include "store/ddstore.h"
+#include "rkruntime.h"
 
 namespace {
 using W = std::vector<intptr_t>;
@@ -121,18 +123,25 @@ TEST(Hash, WordsStayFindableAcrossGrowthAndRemoval) {
     else
       EXPECT_TRUE(v && *v == i) << i;
   }
-  /* The bare word set behind the store's block registry, the same way. */
-  WordSet set;
-  for (int i = 1; i <= 3000; i++) set.insert(uint64_t(i) << 12);
-  set.insert(uint64_t(5) << 12);
-  for (int i = 3; i <= 3000; i += 3) EXPECT_TRUE(set.erase(uint64_t(i) << 12));
-  EXPECT_FALSE(set.erase(uint64_t(3) << 12) || set.contains(0) || set.contains(uint64_t(3001) << 12));
-  EXPECT_EQ(set.size(), 2000u);
-  for (int i = 1; i <= 3000; i++) EXPECT_EQ(set.contains(uint64_t(i) << 12), i % 3 != 0) << i;
   TextHash<int> texts;
   const char *names[] = {"s0d1", "s0d10", "s0d1x", "abcdefghijklmnop", "abcdefghijklmnoq", ""};
   for (int i = 0; i < 6; i++) texts.insert(names[i], &fresh) = i;
   for (int i = 0; i < 6; i++) EXPECT_TRUE(texts.find(names[i]) && *texts.find(names[i]) == i) << names[i];
   EXPECT_EQ(texts.find("s0d"), nullptr);
   EXPECT_EQ(texts.find(std::string_view("s0d10", 4)) , texts.find("s0d1"));
+}
+
+/* The store's registry of its own blocks: neighbours on one page and blocks
+** far apart are told apart, and only a registered block is ever freed. */
+TEST(Registry, OnlyRegisteredBlocksAreReleased) {
+  void *blocks[] = {UZA_allocate(8, "t", 1), UZA_allocate(8, "t", 2), UZA_allocate(8, "t", 3),
+                    UZA_allocate(5000, "t", 4)};
+  for (void *b : {blocks[0], blocks[2], blocks[3]}) ddOwnBlock(b);
+  EXPECT_EQ(ddOwnsBlock(blocks[1]) + ddOwnsBlock(nullptr) + ddOwnsBlock(&blocks), 0);
+  EXPECT_EQ(ddReleaseBlockAt(blocks[2], "t", 6), 1);
+  EXPECT_EQ(ddReleaseBlockAt(blocks[2], "t", 7) + ddReleaseBlockAt(blocks[1], "t", 8), 0); /* gone; never registered */
+  EXPECT_EQ(ddOwnsBlock(blocks[0]) + ddOwnsBlock(blocks[3]), 2);
+  EXPECT_EQ(UZA_liveBlocks("t"), 3);
+  EXPECT_EQ(ddReleaseBlockAt(blocks[0], "t", 9) + ddReleaseBlockAt(blocks[3], "t", 10), 2);
+  UZA_free(blocks[1], "t", 5);
 }

@@ -8,6 +8,7 @@
 #include "ddfield.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -29,13 +30,40 @@ struct LookupCache {
 } ddLookupCache;
 
 /* Every block the store allocated for texts, field tables and entry tables.
-** Whatever is not here belongs to a library with a compiled schema. */
-WordSet &ownedBlocks() {
-  static auto *blocks = new WordSet; /* lives to exit */
+** Whatever is not here belongs to a library with a compiled schema. Blocks
+** start on 8-byte boundaries, so each is one bit in a map of its 4 KiB page:
+** the store's blocks lie on few pages, which keeps the registry small, and
+** a block made just after another usually finds its bit on a line at hand. */
+class BlockRegistry {
+public:
+  void add(const void *block) {
+    bool fresh;
+    pages_.insert(pageOf(block), &fresh)[wordAt(block)] |= bitOf(block);
+  }
+  bool holds(const void *block) {
+    Bits *bits = pages_.find(pageOf(block));
+    return bits != nullptr && ((*bits)[wordAt(block)] & bitOf(block)) != 0;
+  }
+  /* Takes block out; false when it was not in. */
+  bool remove(const void *block) {
+    if (!holds(block)) return false;
+    (*pages_.find(pageOf(block)))[wordAt(block)] &= ~bitOf(block);
+    return true;
+  }
+
+private:
+  using Bits = std::array<uint64_t, 4096 / 8 / 64>;
+  static uintptr_t addressOf(const void *block) { return reinterpret_cast<uintptr_t>(block); }
+  static uint64_t pageOf(const void *block) { return addressOf(block) >> 12; }
+  static size_t wordAt(const void *block) { return (addressOf(block) >> 9) & 7; }
+  static uint64_t bitOf(const void *block) { return uint64_t{1} << ((addressOf(block) >> 3) & 63); }
+  WordHash<Bits> pages_;
+};
+
+BlockRegistry &ownedBlocks() {
+  static auto *blocks = new BlockRegistry; /* lives to exit */
   return *blocks;
 }
-
-uint64_t wordOf(const void *block) { return reinterpret_cast<uintptr_t>(block); }
 
 bool sameText(const char *a, const char *b) {
   return std::strcmp(a, b) == 0;
@@ -44,15 +72,15 @@ bool sameText(const char *a, const char *b) {
 } // namespace
 
 void ddOwnBlock(const void *block) {
-  if (block != nullptr) ownedBlocks().insert(wordOf(block));
+  if (block != nullptr) ownedBlocks().add(block);
 }
 
 int ddOwnsBlock(const void *block) {
-  return ownedBlocks().contains(wordOf(block));
+  return block != nullptr && ownedBlocks().holds(block);
 }
 
 int ddReleaseBlockAt(void *block, const char *file, int line) {
-  if (block == nullptr || !ownedBlocks().erase(wordOf(block))) return 0;
+  if (block == nullptr || !ownedBlocks().remove(block)) return 0;
   UZA_free(block, file, line);
   return 1;
 }

@@ -1,8 +1,8 @@
 /*
 ** Open hashes for the indexes kept beside lists and tables: from texts to
 ** values (pointing at texts that live elsewhere, copying none), and from
-** one-word keys to values, and a bare set of words. Each probes one array,
-** so a search touches one slot and what it points at.
+** one-word keys to values. Both probe one array, so a search touches one
+** slot and what it points at.
 */
 #ifndef RKDD_SUPPORT_MHASH_H
 #define RKDD_SUPPORT_MHASH_H
@@ -173,35 +173,6 @@ inline uint64_t mhashWord(uint64_t key) {
   key = (key ^ (key >> 27)) * 0x94D049BB133111EBu;
   return key ^ (key >> 31);
 }
-
-/* A set of words other than 0, a word per slot: 0 marks a free slot, and a
-** hash is worked out again where it is needed. For registries of many keys,
-** where a slot that also kept a hash and a value would triple the table. */
-struct WordSlot {
-  uint64_t word;
-  bool free() const { return word == 0; }
-  uint64_t home() const { return mhashWord(word); }
-  bool holds(uint64_t w, uint64_t) const { return word == w; }
-};
-
-class WordSet : public ProbeTable<WordSlot> {
-public:
-  bool contains(uint64_t word) const { return word != 0 && used_ != 0 && !slots_[place(word, mhashWord(word))].free(); }
-  /* Adds word (not 0); nothing when it is there. */
-  void insert(uint64_t word) {
-    reserveOne();
-    WordSlot &slot = slots_[place(word, mhashWord(word))];
-    if (slot.free()) slot.word = word, used_++;
-  }
-  /* Takes word out; false when it was not there. */
-  bool erase(uint64_t word) {
-    if (word == 0 || used_ == 0) return false;
-    size_t i = place(word, mhashWord(word));
-    if (slots_[i].free()) return false;
-    takeOut(i);
-    return true;
-  }
-};
 
 struct TextKeys {
   static uint64_t hash(std::string_view text) { return mhashText(text); }
