@@ -296,17 +296,23 @@ IndexMap<NumberIndex> numberIndexes;
 ** every block, each piece is a block of its own, so that a write past a
 ** piece is caught. */
 struct Arena {
-  static constexpr size_t kBlock = RKRUNTIME_HUGE_BLOCK;
+  /* The first blocks are small, and only the pages used are ever touched;
+  ** once the buffers hold 1 MiB, each block fills a huge page, which the
+  ** system maps at one fault rather than 512. A small import so pays for no
+  ** huge page it does not fill. */
+  static constexpr size_t kSmallBlock = 256 * 1024, kSmallBlocks = 4;
+  static constexpr size_t kLargestPiece = kSmallBlock / 4;
   char *next = nullptr, *end = nullptr;
   std::vector<void *> blocks; /* every block taken, for ddBufferDiscardAll */
 
   /* size zeroed bytes, aligned for any entry. */
   void *take(size_t size) {
     size = (size + 7) & ~size_t{7};
-    if (RK_PIECE_BY_PIECE || size > kBlock / 4) return blocks.emplace_back(rkAllocatez(size));
+    if (RK_PIECE_BY_PIECE || size > kLargestPiece) return blocks.emplace_back(rkAllocatez(size));
     if (static_cast<size_t>(end - next) < size) {
-      next = static_cast<char *>(blocks.emplace_back(rkAllocatez(kBlock)));
-      end = next + kBlock;
+      size_t bytes = blocks.size() < kSmallBlocks ? kSmallBlock : RKRUNTIME_HUGE_BLOCK;
+      next = static_cast<char *>(blocks.emplace_back(rkAllocatez(bytes)));
+      end = next + bytes;
     }
     void *piece = next;
     next += size;
