@@ -52,39 +52,6 @@ struct TempDir {
   ~TempDir() { std::filesystem::remove_all(path); }
 };
 
-/* The generated schema of this size for this site, as a file of the form
-** "schema", "fbs" or "proto"; written when first asked for. */
-std::string schemaFile(const gen::Size &size, int site, const std::string &form) {
-  static TempDir dir;
-  std::string path = dir.path + "/" + std::to_string(size.data) + "_" + std::to_string(size.records) + "_" +
-                     std::to_string(size.members) + "_" + std::to_string(site) + "." + form;
-  if (!std::filesystem::exists(path)) {
-    std::ofstream out(path, std::ios::binary);
-    out << (form == "fbs"     ? gen::fbsSchema(size, site)
-            : form == "proto" ? gen::protoSchema(size, site)
-                              : gen::rkddSchema(size, site));
-  }
-  return path;
-}
-
-/* Standard output, where the library prints its warnings, goes to /dev/null
-** while this lives. */
-struct Muted {
-  int saved;
-  Muted() {
-    std::fflush(stdout);
-    saved = dup(1);
-    int null = open("/dev/null", O_WRONLY);
-    dup2(null, 1);
-    close(null);
-  }
-  ~Muted() {
-    std::fflush(stdout);
-    dup2(saved, 1);
-    close(saved);
-  }
-};
-
 /* Runs job in a child process, which starts with no sites, and gives the
 ** number it reports; negative when the child failed. */
 double inChild(const std::function<double()> &job) {
@@ -107,6 +74,45 @@ double inChild(const std::function<double()> &job) {
   if (pid > 0) waitpid(pid, &status, 0);
   return status == 0 ? value : -1;
 }
+
+/* The generated schema of this size for this site, as a file of the form
+** "schema", "fbs" or "proto"; written when first asked for. */
+std::string schemaFile(const gen::Size &size, int site, const std::string &form) {
+  static TempDir dir;
+  std::string path = dir.path + "/" + std::to_string(size.data) + "_" + std::to_string(size.records) + "_" +
+                     std::to_string(size.members) + "_" + std::to_string(site) + "." + form;
+  /* Written by a child, so that this process, whose children load the
+  ** files, keeps the heap of a fresh one: texts of many megabytes made and
+  ** freed here would leave its allocator serving every child's large blocks
+  ** from memory shared with this process, each page copied on first write. */
+  if (!std::filesystem::exists(path))
+    inChild([&] {
+      std::ofstream out(path, std::ios::binary);
+      out << (form == "fbs"     ? gen::fbsSchema(size, site)
+              : form == "proto" ? gen::protoSchema(size, site)
+                                : gen::rkddSchema(size, site));
+      return out.good() ? 1.0 : -1.0;
+    });
+  return path;
+}
+
+/* Standard output, where the library prints its warnings, goes to /dev/null
+** while this lives. */
+struct Muted {
+  int saved;
+  Muted() {
+    std::fflush(stdout);
+    saved = dup(1);
+    int null = open("/dev/null", O_WRONLY);
+    dup2(null, 1);
+    close(null);
+  }
+  ~Muted() {
+    std::fflush(stdout);
+    dup2(saved, 1);
+    close(saved);
+  }
+};
 
 /* The loaders, each timing itself in CPU seconds, or -1 on failure. What they load
 ** stays in the child process, which exits without freeing it. */
