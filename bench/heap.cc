@@ -1,10 +1,14 @@
 /*
 ** The malloc wrappers behind heap.h. They hand every call to the C library's
-** own allocator and, while counting, add or take the block's usable size.
+** own allocator and, while counting, add or take the block's usable size;
+** and the same for anonymous mappings made outside malloc, by length.
 */
 #include "heap.h"
 
 #include <malloc.h>
+#include <sys/mman.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include <cstdlib>
 
@@ -72,6 +76,24 @@ void *realloc(void *block, size_t size) noexcept {
 void free(void *block) noexcept {
   givenBack(block);
   __libc_free(block);
+}
+
+/* Memory mapped outside malloc (a memory layer may map its largest blocks
+** itself) is held too, by its length. malloc's own mappings do not come
+** through here. */
+void *mmap(void *at, size_t length, int protection, int flags, int fd, off_t offset) noexcept {
+  void *mapped = reinterpret_cast<void *>(syscall(SYS_mmap, at, length, protection, flags, fd, offset));
+  if (counting && mapped != MAP_FAILED && (flags & MAP_ANONYMOUS) != 0) {
+    held += static_cast<long long>(length);
+    if (held > top) top = held;
+  }
+  return mapped;
+}
+
+int munmap(void *at, size_t length) noexcept {
+  int result = static_cast<int>(syscall(SYS_munmap, at, length));
+  if (counting && result == 0) held -= static_cast<long long>(length);
+  return result;
 }
 
 } // extern "C"

@@ -136,23 +136,43 @@ Pool pools[kPooledMax / kGrain + 1];
 bool pooled(size_t size) { return kPooledMax > 0 && size <= kPooledMax; }
 Pool &poolFor(size_t size) { return pools[size == 0 ? 0 : (size - 1) / kGrain]; }
 
-/* Blocks of a huge page or more. Each page of a block is one fault when the
-** system backs it with a huge page, where 4 KiB pages take 512; so such a
-** block starts on a huge-page boundary, fills whole huge pages, and is
-** offered to the system for them (it may decline: THP off or no free huge
-** page). Its body is not known to be zero, so a zeroed one is written. */
+/* Blocks of a huge page or more. Each page of such a block is one fault
+** when the system backs it with a huge page, where 4 KiB pages take 512; so
+** the block is mapped on its own, starts on a huge-page boundary, fills
+** whole huge pages, and is offered to the system for them (it may decline:
+** huge pages off, or none free). A fresh mapping is zero already. */
 constexpr size_t kHugePage = size_t{2} << 20;
 static_assert(RKRUNTIME_HUGE_BLOCK + sizeof(LargeHeader) == kHugePage, "a huge block fills one page");
 
-LargeHeader *takeHuge(size_t total, bool zero) {
-  size_t rounded = (total + kHugePage - 1) / kHugePage * kHugePage;
-  void *block = std::aligned_alloc(kHugePage, rounded);
-  if (block == nullptr) return nullptr;
-#if defined(MADV_HUGEPAGE)
-  madvise(block, rounded, MADV_HUGEPAGE); /* a hint: a refusal changes nothing */
-#endif
-  if (zero) std::memset(block, 0, total);
+bool huge(size_t size) { return size + sizeof(LargeHeader) >= kHugePage; }
+size_t hugeLength(size_t size) { return (size + sizeof(LargeHeader) + kHugePage - 1) / kHugePage * kHugePage; }
+
+LargeHeader *takeHuge(size_t size, bool zero) {
+  size_t length = hugeLength(size);
+#if defined(__linux__)
+  (void)zero;
+  /* One huge page more than needed, then what lies outside an aligned run
+  ** goes back. */
+  void *raw = mmap(nullptr, length + kHugePage, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  if (raw == MAP_FAILED) return nullptr;
+  auto at = reinterpret_cast<uintptr_t>(raw), start = (at + kHugePage - 1) & ~(kHugePage - 1);
+  if (start > at) munmap(raw, start - at);
+  if (start - at < kHugePage) munmap(reinterpret_cast<void *>(start + length), kHugePage - (start - at));
+  madvise(reinterpret_cast<void *>(start), length, MADV_HUGEPAGE); /* a hint: a refusal changes nothing */
+  return reinterpret_cast<LargeHeader *>(start);
+#else
+  void *block = std::aligned_alloc(kHugePage, length);
+  if (block != nullptr && zero) std::memset(block, 0, size + sizeof(LargeHeader));
   return static_cast<LargeHeader *>(block);
+#endif
+}
+
+void giveBackHuge(LargeHeader *h) {
+#if defined(__linux__)
+  munmap(h, hugeLength(h->size));
+#else
+  std::free(h);
+#endif
 }
 
 /* A block of size bytes with its tag in front, or null. A large block that
@@ -161,8 +181,8 @@ LargeHeader *takeHuge(size_t total, bool zero) {
 Tag *takeBlock(size_t size, bool zero) {
   if (!pooled(size)) {
     size_t total = sizeof(LargeHeader) + size;
-    auto *h = total >= kHugePage ? takeHuge(total, zero)
-              : static_cast<LargeHeader *>(zero ? std::calloc(1, total) : std::malloc(total));
+    auto *h = huge(size) ? takeHuge(size, zero)
+                         : static_cast<LargeHeader *>(zero ? std::calloc(1, total) : std::malloc(total));
     if (h == nullptr) return nullptr;
     h->size = size;
     h->tag.size = kLargeSize;
@@ -195,7 +215,10 @@ size_t sizeOf(const Tag *tag) {
 }
 
 void giveBack(Tag *tag) {
-  if (tag->size == kLargeSize) return std::free(reinterpret_cast<LargeHeader *>(tag + 1) - 1);
+  if (tag->size == kLargeSize) {
+    auto *h = reinterpret_cast<LargeHeader *>(tag + 1) - 1;
+    return huge(h->size) ? giveBackHuge(h) : std::free(h);
+  }
   Pool &pool = poolFor(tag->size);
   /* The link lives in the body, so the tag keeps its dead mark and a second
   ** release is still caught. */
@@ -208,7 +231,9 @@ void giveBack(Tag *tag) {
 ** call to memset would cost more than the fill. */
 void fillBody(void *block, size_t size, unsigned char fill) {
   if (!pooled(size)) {
-    if (fill != 0) std::memset(block, fill, size); /* else calloc's */
+    /* Zero is calloc's or the fresh mapping's; a huge block going back is
+    ** unmapped, which catches a later use better than any fill. */
+    if (fill != 0 && !(fill == kDeadByte && huge(size))) std::memset(block, fill, size);
     return;
   }
   uint64_t pattern = fill * 0x0101010101010101u, *word = static_cast<uint64_t *>(block);
