@@ -324,6 +324,8 @@ struct Arena {
   }
 } arena;
 
+mlistNode *newNode() { return static_cast<mlistNode *>(arena.take(sizeof(mlistNode))); }
+
 mlist *setList(intptr_t *root) {
   if (*root == 0) *root = reinterpret_cast<intptr_t>(arena.take(sizeof(mlist)));
   return reinterpret_cast<mlist *>(*root);
@@ -345,8 +347,7 @@ void insertIndexed(IndexMap<Index> &indexes, intptr_t *root, const ddBufKey *ent
       index->note(keyOf(reinterpret_cast<const ddBufKey *>(n->value)), n, false);
   }
   Key key = keyOf(entry);
-  auto *fresh = static_cast<mlistNode *>(arena.take(sizeof(mlistNode)));
-  mlistNode *node = mlistLinkAfter(list, index->before(key), fresh, reinterpret_cast<intptr_t>(entry));
+  mlistNode *node = mlistLinkAfter(list, index->before(key), newNode(), reinterpret_cast<intptr_t>(entry));
   index->note(key, node, true);
 }
 
@@ -373,13 +374,12 @@ void insertItem(intptr_t *root, const ddBufKey *item) {
   auto value = reinterpret_cast<intptr_t>(item);
   if (*root == 0) {
     mlist *list = setList(root);
-    appending = {root, *root, mlistLinkAfter(list, nullptr, static_cast<mlistNode *>(arena.take(sizeof(mlistNode))), value)};
+    appending = {root, *root, mlistLinkAfter(list, nullptr, newNode(), value)};
     return;
   }
   bool same = appending.root == root && appending.list == *root;
   if (same && keyOf(appending.last->value)->number < item->number) {
-    auto *fresh = static_cast<mlistNode *>(arena.take(sizeof(mlistNode)));
-    appending.last = mlistLinkAfter(setList(root), appending.last, fresh, value);
+    appending.last = mlistLinkAfter(setList(root), appending.last, newNode(), value);
     return;
   }
   if (same) appending = {};
@@ -393,7 +393,6 @@ void *findIn(IndexMap<Index> &indexes, intptr_t set, Key key, const ddBufKey &pr
     return reinterpret_cast<void *>(index->find(key));
   return reinterpret_cast<void *>(*msetFind(reinterpret_cast<intptr_t>(&probe), &set, compare));
 }
-
 
 /* A zeroed record of size bytes with its own copy of name in the same piece,
 ** extra bytes behind the record. */

@@ -157,12 +157,6 @@ public:
     return true;
   }
 
-  /* Calls each(key, value) on every entry, in no order. */
-  template <class Each> void forEach(Each each) {
-    for (Slot &slot : this->slots_)
-      if (!slot.free()) each(slot.key, slot.value);
-  }
-
 private:
   static uint64_t hashOf(const Key &key) { return Keys::hash(key) | uint64_t{1} << 63; }
 };
