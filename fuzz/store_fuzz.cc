@@ -226,9 +226,11 @@ struct Run {
     }
     case 20: {
       /* Temporary codes stay below the data range, so that no record slot
-      ** shadows a data code; sometimes one out of reach. */
+      ** shadows a data code; sometimes one out of reach: below the base or
+      ** above 4095 (a word that falls within a site's codes is moved up). */
       int site = siteNo();
       int local = in.below(8) == 0 ? in.word() : 200 + in.below(1848);
+      if (local >= 200 + 1848 && local < DD_CODE_BASE) local += DD_CODE_BASE;
       ddSetTempCode(site, local, in.below(64), in.byte(), in.byte());
       break;
     }
