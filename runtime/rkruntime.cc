@@ -107,14 +107,10 @@ uint32_t countFor(const char *file) {
 ** size class, behind an 8-byte tag: they are 8-aligned, which every type the
 ** library stores needs and no more. A released block goes on its class's
 ** free list for the next request of that class; slabs are never given back.
-** Under AddressSanitizer, and in a build for valgrind (RKRUNTIME_NO_POOL),
-** every block comes from malloc, so that those tools see each one. */
-#if defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define RKRUNTIME_NO_POOL 1
-#endif
-#endif
-#if defined(RKRUNTIME_NO_POOL) || defined(__SANITIZE_ADDRESS__)
+** Under AddressSanitizer, and in a build for valgrind (RKRUNTIME_NO_POOL,
+** see the header), every block comes from malloc, so that those tools see
+** each one. */
+#if defined(RKRUNTIME_NO_POOL)
 constexpr size_t kPooledMax = 0;
 #else
 constexpr size_t kPooledMax = 256;

@@ -24,6 +24,19 @@ extern "C" {
 ** to 256 bytes are aligned to 8 bytes, larger ones to 16. */
 RKRUNTIME_API void *UZA_allocate(size_t size, const char *file, int line);
 
+/* Built with RKRUNTIME_NO_POOL, or under AddressSanitizer (which then
+** defines it here), the layer serves every block from malloc, so that
+** memory tools see each block; callers that carve pieces of their own from
+** large blocks should then take a block per piece too. */
+#if !defined(RKRUNTIME_NO_POOL) && defined(__SANITIZE_ADDRESS__)
+#define RKRUNTIME_NO_POOL 1
+#endif
+#if !defined(RKRUNTIME_NO_POOL) && defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define RKRUNTIME_NO_POOL 1
+#endif
+#endif
+
 /* Blocks of 2 MiB and more, header included, are laid on 2 MiB boundaries
 ** and offered to the system's huge pages, where one fault maps what takes
 ** 512 with small pages. A block of RKRUNTIME_HUGE_BLOCK bytes fills one huge

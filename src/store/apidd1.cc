@@ -40,15 +40,12 @@ public:
     bool fresh;
     pages_.insert(pageOf(block), &fresh)[wordAt(block)] |= bitOf(block);
   }
-  bool holds(const void *block) {
-    Bits *bits = pages_.find(pageOf(block));
-    return bits != nullptr && ((*bits)[wordAt(block)] & bitOf(block)) != 0;
-  }
+  bool holds(const void *block) { return wordOf(block) != nullptr; }
   /* Takes block out; false when it was not in. */
   bool remove(const void *block) {
-    if (!holds(block)) return false;
-    (*pages_.find(pageOf(block)))[wordAt(block)] &= ~bitOf(block);
-    return true;
+    uint64_t *word = wordOf(block);
+    if (word != nullptr) *word &= ~bitOf(block);
+    return word != nullptr;
   }
 
 private:
@@ -57,6 +54,12 @@ private:
   static uint64_t pageOf(const void *block) { return addressOf(block) >> 12; }
   static size_t wordAt(const void *block) { return (addressOf(block) >> 9) & 7; }
   static uint64_t bitOf(const void *block) { return uint64_t{1} << ((addressOf(block) >> 3) & 63); }
+  /* The word that holds block's bit, when the bit is set; else null. */
+  uint64_t *wordOf(const void *block) {
+    Bits *bits = pages_.find(pageOf(block));
+    uint64_t *word = bits ? &(*bits)[wordAt(block)] : nullptr;
+    return word != nullptr && (*word & bitOf(block)) != 0 ? word : nullptr;
+  }
   WordHash<Bits> pages_;
 };
 
@@ -580,10 +583,12 @@ struct Room {
 Room recordRoom[DD_MAX_SITES], dataRoom[DD_MAX_SITES];
 
 /* Moves a table of entries and its code map, count entries each, to new
-** blocks with room for capacity, and records that room. */
-template <typename Entry> void moveTable(Entry **table, int32_t **map, int count, int capacity, Room *room) {
-  auto *newTable = static_cast<Entry *>(rkAllocate(sizeof(Entry) * capacity));
-  auto *newMap = static_cast<int32_t *>(rkAllocate(sizeof(int32_t) * capacity));
+** blocks with room for capacity, and records that room. The room is zero
+** bytes when zero is set. */
+template <typename Entry>
+void moveTable(Entry **table, int32_t **map, int count, int capacity, Room *room, bool zero = false) {
+  auto *newTable = static_cast<Entry *>(zero ? rkAllocatez(sizeof(Entry) * capacity) : rkAllocate(sizeof(Entry) * capacity));
+  auto *newMap = static_cast<int32_t *>(zero ? rkAllocatez(sizeof(int32_t) * capacity) : rkAllocate(sizeof(int32_t) * capacity));
   ddOwnBlock(newTable);
   ddOwnBlock(newMap);
   if (*table != nullptr) std::memcpy(newTable, *table, sizeof(Entry) * count);
@@ -1022,21 +1027,8 @@ void ddGrowTempTable(ddSite *site, int base, int code) {
   int n = code - base + 1;
   if (n <= 0) return;
   if (n > site->recordCount) {
-    auto *table = static_cast<ddRSchema *>(ownedZeroBlock(sizeof(ddRSchema) * n));
-    auto *map = static_cast<int32_t *>(ownedZeroBlock(sizeof(int32_t) * n));
-    if (site->recordTable != nullptr) {
-      std::memcpy(table, site->recordTable, sizeof(ddRSchema) * site->recordCount);
-      ddReleaseBlock(site->recordTable);
-    }
-    if (site->recordMap != nullptr) {
-      std::memcpy(map, site->recordMap, sizeof(int32_t) * site->recordCount);
-      ddReleaseBlock(site->recordMap);
-    }
-    recordRoom[site->siteNo] = Room{};
-    site->recordTable = table;
-    site->recordMap = map;
+    moveTable(&site->recordTable, &site->recordMap, site->recordCount, n, &recordRoom[site->siteNo], true);
     site->recordCount = n;
-    ddClearLookupCache();
   }
   site->lastRecord = std::max(site->lastRecord, code);
 }

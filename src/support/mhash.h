@@ -126,7 +126,6 @@ template <class Key, class Value, class Keys> struct HashedSlot {
 
 template <class Key, class Value, class Keys> class OpenHash : public ProbeTable<HashedSlot<Key, Value, Keys>> {
   using Slot = HashedSlot<Key, Value, Keys>;
-  using Table = ProbeTable<Slot>;
 
 public:
   /* The value of key, or null. */

@@ -12,21 +12,13 @@
 #define rkAllocatez(size) UZA_allocatez((size), RK_SOURCE_NAME, __LINE__)
 #define rkFree(block)     UZA_free((block), RK_SOURCE_NAME, __LINE__)
 
-/* RK_PIECE_BY_PIECE is 1 where the memory layer serves every block from
-** malloc (under AddressSanitizer, or built for valgrind), so that those tools
-** see each block; code that carves small pieces from large blocks then takes
-** a block per piece too. */
-#if defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define RK_PIECE_BY_PIECE 1
-#endif
-#endif
-#if !defined(RK_PIECE_BY_PIECE)
-#if defined(RKRUNTIME_NO_POOL) || defined(__SANITIZE_ADDRESS__)
+/* 1 where the memory layer serves every block from malloc (see rkruntime.h):
+** code that carves small pieces from large blocks then takes a block per
+** piece too, so that memory tools see each one. */
+#if defined(RKRUNTIME_NO_POOL)
 #define RK_PIECE_BY_PIECE 1
 #else
 #define RK_PIECE_BY_PIECE 0
-#endif
 #endif
 
 #endif
