@@ -35,6 +35,11 @@ int main(int argc, char **argv) {
   header->add_option("FILE", file, "Schema file")->required();
   header->add_option("-o,--output", output, "Write the header to this file, not standard output");
 
+  CLI::App *doc = app.add_subcommand(
+    "doc", "Write reference pages of schema files, with a picture of each record's layout");
+  doc->add_option("FILE", files, "Schema files, each imported as a site of its own")->required();
+  doc->add_option("-o,--output", output, "Folder for the pages (made when missing)")->required();
+
   app.footer("Exit status: 0 success, 1 an import or a check failed, "
              "2 a usage error or a file that does not open.");
 
@@ -48,5 +53,6 @@ int main(int argc, char **argv) {
   if (*show) return cmdShow(files, json);
   if (*layout) return cmdLayout(file, record);
   if (*check) return cmdCheck(files);
+  if (*doc) return cmdDoc(files, output);
   return cmdHeader(file, output);
 }

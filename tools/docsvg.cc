@@ -1,0 +1,233 @@
+/*
+** The picture of a record's packed layout, as inline SVG: a byte ruler, a
+** box per field as wide as its bytes, arrays as cells, flags and
+** enumerations marked at their bit, pointers and in-line records told apart.
+*/
+#include "doc.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace {
+
+constexpr double kWidth = 960; /* pixels a record's bytes spread over at most */
+constexpr int kSmallNest = 64; /* in-line records open at once up to this many boxes */
+
+bool isBitType(int tagType) { return tagType == MTYPE_FLAG || tagType == MTYPE_ENUM; }
+
+std::string fieldName(const kitField &f) {
+  return f.name ? std::string(f.name) : "#" + std::to_string(f.code);
+}
+
+std::string fieldType(const kitField &f) {
+  std::string type = f.inLine || (f.kind == DD_KIND_POINTER && !f.holdsData && f.tagType >= 0)
+                       ? "struct " + fieldName(f)
+                       : docTypeName(f.tagType);
+  if (f.kind == DD_KIND_POINTER) return type + " *";
+  if (f.arrayCount >= 2) type += "[" + std::to_string(f.arrayCount) + "]";
+  return type;
+}
+
+const char *boxClass(const kitField &f) {
+  if (f.problem != KIT_FIELD_OK) return "f bad";
+  if (f.kind == DD_KIND_POINTER) return "f k-ptr";
+  if (f.inLine) return "f k-rec";
+  if (f.holdsData && isBitType(f.tagType)) return "f k-bit";
+  return "f k-data";
+}
+
+/* The label as it fits a box w pixels wide (about 7 pixels a character):
+** whole, cut short with an ellipsis, or empty when not even four fit. */
+std::string fitLabel(const std::string &label, double w) {
+  size_t room = w > 6 ? static_cast<size_t>((w - 6) / 7) : 0;
+  if (label.size() <= room) return label;
+  if (room < 4) return "";
+  return label.substr(0, room - 1) + "\u2026";
+}
+
+void appendTitle(std::string &out, const kitField &f) {
+  out += "<title>";
+  std::string text = fieldName(f) + ": " + fieldType(f) + ", offset " + std::to_string(f.offset) +
+                     ", " + std::to_string(f.size) + (f.size == 1 ? " byte" : " bytes");
+  if (f.arrayCount >= 2 && f.kind != DD_KIND_POINTER)
+    text += ", " + std::to_string(f.arrayCount) + " elements";
+  if ((f.holdsData && isBitType(f.tagType) && f.kind != DD_KIND_POINTER) || f.bitPos != 0)
+    text += ", bit " + std::to_string(f.bitPos);
+  if (f.kind == DD_KIND_POINTER) text += ", pointer";
+  appendEscaped(out, text.c_str());
+  out += "</title>";
+}
+
+void appendRuler(std::string &out, long long total, double scale) {
+  long long step = 1;
+  while (static_cast<double>(step) * scale < 40) step *= 2;
+  double end = kDocLeft + static_cast<double>(total) * scale;
+  out += "<g class=\"ruler\" aria-hidden=\"true\"><line x1=\"";
+  appendFixed(out, kDocLeft);
+  out += "\" y1=\"20\" x2=\"";
+  appendFixed(out, end);
+  out += "\" y2=\"20\"/>";
+  for (long long b = 0; b <= total; b += step) {
+    double x = kDocLeft + static_cast<double>(b) * scale;
+    out += "<line x1=\"";
+    appendFixed(out, x);
+    out += "\" y1=\"13\" x2=\"";
+    appendFixed(out, x);
+    out += "\" y2=\"24\"/><text x=\"";
+    appendFixed(out, x + 2);
+    out += "\" y=\"10\">";
+    appendNumber(out, b);
+    out += "</text>";
+  }
+  if (step > 1 && scale >= 5) { /* a short tick per byte between the numbered ones */
+    out += "<path d=\"";
+    for (long long b = 0; b <= total; b++) {
+      if (b % step == 0) continue;
+      out += 'M';
+      appendFixed(out, kDocLeft + static_cast<double>(b) * scale);
+      out += " 17v5";
+    }
+    out += "\" stroke=\"#aab3bf\"/>";
+  }
+  out += "</g>";
+}
+
+/* A strip of the eight bits of the byte that holds the field's bit, that
+** bit filled. */
+void appendBits(std::string &out, const kitField &f, double x, double scale) {
+  int byte = f.bitPos / 8;
+  if (byte >= f.size) byte = 0;
+  double bx = x + byte * scale, cell = scale / 8, y = kDocTop + kDocBoxHeight - 9;
+  out += "<path class=\"bits\" d=\"M";
+  appendFixed(out, bx);
+  out += ' ';
+  appendFixed(out, y);
+  out += 'h';
+  appendFixed(out, scale);
+  if (cell >= 2)
+    for (int i = 1; i < 8; i++) {
+      out += 'M';
+      appendFixed(out, bx + i * cell);
+      out += ' ';
+      appendFixed(out, y);
+      out += "v9";
+    }
+  out += "\"/><rect class=\"bit\" x=\"";
+  appendFixed(out, bx + (f.bitPos % 8) * cell);
+  out += "\" y=\"";
+  appendFixed(out, y);
+  out += "\" width=\"";
+  appendFixed(out, std::max(cell, 1.0));
+  out += "\" height=\"9\"/>";
+}
+
+void appendBox(std::string &out, const kitModel &model, const kitField &f, double scale) {
+  double x = kDocLeft + f.offset * scale, w = std::max(f.size, 0) * scale;
+  bool nests = f.inLine && f.nested >= 0 && f.problem == KIT_FIELD_OK &&
+               model.records[f.nested].fieldCount > 0;
+  out += "<g class=\"";
+  out += boxClass(f);
+  out += "\" tabindex=\"0\"";
+  if (nests) {
+    out += " data-rec=\"";
+    appendNumber(out, f.code);
+    out += "\" data-off=\"";
+    appendNumber(out, f.offset);
+    out += "\" data-size=\"";
+    appendNumber(out, f.size);
+    out += "\" data-n=\"";
+    appendNumber(out, std::max(f.arrayCount, 1));
+    out += "\" aria-expanded=\"false\"";
+  }
+  out += '>';
+  appendTitle(out, f);
+  out += "<rect class=\"box\" x=\"";
+  appendFixed(out, x);
+  out += "\" y=\"";
+  appendFixed(out, kDocTop);
+  out += "\" width=\"";
+  appendFixed(out, w);
+  out += "\" height=\"";
+  appendFixed(out, kDocBoxHeight);
+  out += "\" rx=\"2\"/>";
+  int n = f.arrayCount;
+  if (n >= 2 && f.kind != DD_KIND_POINTER && w / n >= 3) {
+    out += "<path class=\"cells\" d=\"";
+    for (int i = 1; i < n; i++) {
+      out += 'M';
+      appendFixed(out, x + w * i / n);
+      out += ' ';
+      appendFixed(out, kDocTop);
+      out += "v36";
+    }
+    out += "\"/>";
+  }
+  if (f.holdsData && isBitType(f.tagType) && f.kind != DD_KIND_POINTER && f.size > 0)
+    appendBits(out, f, x, scale);
+  std::string label = fitLabel((f.kind == DD_KIND_POINTER ? "*" : "") + fieldName(f), w);
+  if (!label.empty()) {
+    out += "<text x=\"";
+    appendFixed(out, x + 4);
+    out += "\" y=\"";
+    appendFixed(out, kDocTop + 15);
+    out += "\">";
+    appendEscaped(out, label.c_str());
+    out += "</text>";
+    std::string sub = std::to_string(f.size) + " B";
+    if (static_cast<double>(sub.size()) * 6 + 6 <= w) {
+      out += "<text class=\"sub\" x=\"";
+      appendFixed(out, x + 4);
+      out += "\" y=\"";
+      appendFixed(out, kDocTop + 28);
+      out += "\">";
+      out += sub;
+      out += "</text>";
+    }
+  }
+  out += "</g>";
+}
+
+} // namespace
+
+double docScale(long long length) {
+  if (length <= 0) return 48;
+  double scale = std::floor(kWidth / static_cast<double>(length) * 100) / 100;
+  return std::clamp(scale, 2.0, 48.0);
+}
+
+void appendLayoutSvg(std::string &out, const kitModel &model, const kitDef &def) {
+  long long total = std::max(def.length, 0);
+  int nestedBoxes = 0;
+  bool nests = false;
+  for (int i = 0; i < def.fieldCount; i++) {
+    const kitField &f = def.fields[i];
+    total = std::max(total, static_cast<long long>(f.offset) + std::max(f.size, 0));
+    if (f.inLine && f.nested >= 0 && f.problem == KIT_FIELD_OK) {
+      nests = true;
+      nestedBoxes += model.records[f.nested].fieldCount * std::min(std::max(f.arrayCount, 1), 16);
+    }
+  }
+  double scale = docScale(total);
+  double width = 2 * kDocLeft + static_cast<double>(total) * scale;
+  double height = kDocTop + kDocBand * (nests ? 2 : 1);
+  out += "<svg class=\"layout\" xmlns=\"http://www.w3.org/2000/svg\" width=\"";
+  appendFixed(out, std::max(width, 120.0));
+  out += "\" height=\"";
+  appendFixed(out, height);
+  out += "\" data-site=\"";
+  appendNumber(out, model.site);
+  out += "\" data-scale=\"";
+  appendFixed(out, scale);
+  out += "\" data-left=\"";
+  appendFixed(out, kDocLeft);
+  out += "\" data-top=\"";
+  appendFixed(out, kDocTop);
+  out += "\" data-open=\"";
+  out += nests && nestedBoxes <= kSmallNest ? '1' : '0';
+  out += "\" role=\"group\" aria-label=\"Packed layout, ";
+  appendNumber(out, total);
+  out += " bytes\">";
+  appendRuler(out, total, scale);
+  for (int i = 0; i < def.fieldCount; i++) appendBox(out, model, def.fields[i], scale);
+  out += "</svg>";
+}
