@@ -119,7 +119,7 @@
       var rec = layout && layout.recs[g.dataset.rec];
       var depth = +(g.dataset.depth || 0) + 1;
       if (!rec || depth > MAX_DEPTH) return;
-      var nest = el('g', { 'class': 'nest' }, g.parentNode);
+      var nest = el('g', { 'class': 'nest', 'data-of': g.dataset.off }, g.parentNode);
       var n = Math.min(+g.dataset.n || 1, MAX_ELEMENTS), each = (+g.dataset.size) / (+g.dataset.n || 1);
       for (var e = 0; e < n; e++) {
         var base = +g.dataset.off + e * each;

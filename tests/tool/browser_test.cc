@@ -1,0 +1,327 @@
+/*
+** The pages of rkdd doc in a real browser: headless Chromium driven through
+** its DevTools protocol over a pipe (messages of JSON ended by a NUL byte on
+** descriptors 3 and 4). Pages must load without a console error, every
+** record's boxes must stand where the library's offsets put them, and the
+** index must filter as one types. Writes a screenshot of one picture.
+*/
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+#include <rkdd/kit.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <fstream>
+#include <poll.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+using nlohmann::json;
+
+namespace {
+
+constexpr int kWaitMs = 30000;
+
+/* One headless browser with one page, attached in flat session mode. */
+class Browser {
+public:
+  explicit Browser(const std::string &profile) {
+    int in[2], out[2];
+    if (pipe(in) != 0 || pipe(out) != 0) return;
+    pid_ = fork();
+    if (pid_ == 0) {
+      /* Lifted clear of 3 and 4 first: the pipes themselves may sit there. */
+      int readEnd = fcntl(in[0], F_DUPFD, 10), writeEnd = fcntl(out[1], F_DUPFD, 10);
+      for (int fd : {in[0], in[1], out[0], out[1]}) close(fd);
+      dup2(readEnd, 3);
+      dup2(writeEnd, 4);
+      close(readEnd);
+      close(writeEnd);
+      int log = ::open((profile + ".log").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+      if (log >= 0) {
+        dup2(log, 1);
+        dup2(log, 2);
+      }
+      std::string dataDir = "--user-data-dir=" + profile;
+      execl(RKDD_CHROMIUM, RKDD_CHROMIUM, "--headless", "--no-sandbox", "--disable-gpu",
+            "--disable-quic", "--no-first-run", "--disable-background-networking",
+            "--disable-component-update", "--disable-sync", "--remote-debugging-pipe",
+            dataDir.c_str(), static_cast<char *>(nullptr));
+      _exit(127);
+    }
+    close(in[0]);
+    close(out[1]);
+    to_ = in[1];
+    from_ = out[0];
+    json target = send("Target.createTarget", {{"url", "about:blank"}}, false);
+    std::string id = target.value("/result/targetId"_json_pointer, "");
+    json attached = send("Target.attachToTarget", {{"targetId", id}, {"flatten", true}}, false);
+    session_ = attached.value("/result/sessionId"_json_pointer, "");
+    for (const char *domain : {"Page.enable", "Runtime.enable", "Log.enable"}) call(domain);
+    call("Emulation.setDeviceMetricsOverride",
+         {{"width", 1100}, {"height", 900}, {"deviceScaleFactor", 1}, {"mobile", false}});
+  }
+
+  ~Browser() {
+    if (pid_ <= 0) return;
+    send("Browser.close", json::object(), false);
+    close(to_);
+    close(from_);
+    for (int i = 0; i < 100 && waitpid(pid_, nullptr, WNOHANG) == 0; i++) usleep(50000);
+    if (waitpid(pid_, nullptr, WNOHANG) == 0) {
+      kill(pid_, SIGKILL);
+      waitpid(pid_, nullptr, 0);
+    }
+  }
+
+  bool ready() const { return !session_.empty(); }
+
+  json call(const std::string &method, const json &params = json::object()) {
+    return send(method, params, true);
+  }
+
+  /* Opens a page and waits for its load event. */
+  bool open(const std::string &url) {
+    loaded_ = false;
+    call("Page.navigate", {{"url", url}});
+    auto until = std::chrono::steady_clock::now() + std::chrono::milliseconds(kWaitMs);
+    while (!loaded_ && std::chrono::steady_clock::now() < until) {
+      json msg;
+      if (!receive(&msg)) return false;
+    }
+    return loaded_;
+  }
+
+  /* The value of an expression, promises awaited. */
+  json eval(const std::string &expression) {
+    json r = call("Runtime.evaluate",
+                  {{"expression", expression}, {"returnByValue", true}, {"awaitPromise", true}});
+    if (r.contains("/result/exceptionDetails"_json_pointer))
+      ADD_FAILURE() << expression << ": " << r["result"]["exceptionDetails"].dump();
+    return r.value("/result/result/value"_json_pointer, json());
+  }
+
+  /* Console errors, uncaught exceptions and failed loads since the start. */
+  std::vector<std::string> errors;
+
+private:
+  json send(const std::string &method, const json &params, bool onPage) {
+    json msg = {{"id", ++next_}, {"method", method}, {"params", params}};
+    if (onPage) msg["sessionId"] = session_;
+    std::string text = msg.dump();
+    text.push_back('\0');
+    for (size_t done = 0; done < text.size();) {
+      ssize_t n = write(to_, text.data() + done, text.size() - done);
+      if (n <= 0) return json();
+      done += static_cast<size_t>(n);
+    }
+    int id = next_;
+    json reply;
+    while (receive(&reply))
+      if (reply.value("id", -1) == id) return reply;
+    ADD_FAILURE() << "no answer to " << method;
+    return json();
+  }
+
+  /* The next message; events are noted on the way. False on time-out or EOF. */
+  bool receive(json *msg) {
+    auto until = std::chrono::steady_clock::now() + std::chrono::milliseconds(kWaitMs);
+    for (;;) {
+      if (size_t end = buffer_.find('\0'); end != std::string::npos) {
+        *msg = json::parse(buffer_.substr(0, end), nullptr, false);
+        buffer_.erase(0, end + 1);
+        note(*msg);
+        return true;
+      }
+      auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+        until - std::chrono::steady_clock::now()).count();
+      pollfd p{from_, POLLIN, 0};
+      if (left <= 0 || poll(&p, 1, static_cast<int>(left)) <= 0) return false;
+      char chunk[65536];
+      ssize_t n = read(from_, chunk, sizeof chunk);
+      if (n <= 0) return false;
+      buffer_.append(chunk, static_cast<size_t>(n));
+    }
+  }
+
+  void note(const json &msg) {
+    std::string method = msg.value("method", "");
+    const json &p = msg.contains("params") ? msg["params"] : json::object();
+    if (method == "Page.loadEventFired") loaded_ = true;
+    if (method == "Runtime.exceptionThrown") errors.push_back(p["exceptionDetails"].dump());
+    if (method == "Runtime.consoleAPICalled" && (p["type"] == "error" || p["type"] == "assert"))
+      errors.push_back(p["args"].dump());
+    if (method == "Log.entryAdded" && p["entry"]["level"] == "error")
+      errors.push_back(p["entry"].value("text", "") + " " + p["entry"].value("url", ""));
+  }
+
+  pid_t pid_ = -1;
+  int to_ = -1, from_ = -1, next_ = 0;
+  std::string session_, buffer_;
+  bool loaded_ = false;
+};
+
+std::string decodeBase64(const std::string &text) {
+  std::string out;
+  unsigned value = 0;
+  int bits = 0;
+  for (char c : text) {
+    const char *digits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    const char *at = std::strchr(digits, c);
+    if (c == '=' || at == nullptr || c == '\0') continue;
+    value = (value << 6) | static_cast<unsigned>(at - digits);
+    bits += 6;
+    if (bits >= 8) {
+      bits -= 8;
+      out.push_back(static_cast<char>((value >> bits) & 0xff));
+    }
+  }
+  return out;
+}
+
+/* The pages of the example schema, made once per test, and its model. */
+class Pages : public ::testing::Test {
+protected:
+  void SetUp() override {
+    dir_ = ::testing::TempDir() + "rkdd_doc_" + std::to_string(getpid());
+    std::string cmd = "'" RKDD_TOOL "' doc '" RKDD_SOURCE_DIR "/examples/scene.schema' -o '" +
+                      dir_ + "' >/dev/null 2>&1";
+    ASSERT_EQ(std::system(cmd.c_str()), 0);
+    int site = -1;
+    ASSERT_NE(ddImportSchema(RKDD_SOURCE_DIR "/examples/scene.schema", &site), 0);
+    model_ = kitModelRead(site);
+    ASSERT_NE(model_, nullptr);
+    browser_ = std::make_unique<Browser>(dir_ + "-profile");
+    ASSERT_TRUE(browser_->ready()) << "no DevTools session with " RKDD_CHROMIUM;
+  }
+  void TearDown() override {
+    browser_.reset();
+    kitModelFree(model_);
+    std::system(("rm -rf '" + dir_ + "' '" + dir_ + "-profile'").c_str());
+  }
+  std::string url(const std::string &page) const { return "file://" + dir_ + "/" + page; }
+
+  /* Compares boxes [{x, w}] with fields laid from byte base on the page's scale. */
+  static void expectBoxes(const json &boxes, const kitDef &def, long long base, double left,
+                          double scale, const std::string &where) {
+    ASSERT_EQ(boxes.size(), static_cast<size_t>(def.fieldCount)) << where;
+    for (int i = 0; i < def.fieldCount; i++) {
+      const kitField &f = def.fields[i];
+      EXPECT_NEAR(boxes[i]["x"].get<double>(), left + static_cast<double>(base + f.offset) * scale, 0.01)
+        << where << " field " << i;
+      EXPECT_NEAR(boxes[i]["w"].get<double>(), std::max(f.size, 0) * scale, 0.01)
+        << where << " field " << i;
+    }
+  }
+
+  std::string dir_;
+  kitModel *model_ = nullptr;
+  std::unique_ptr<Browser> browser_;
+};
+
+TEST_F(Pages, IndexListsEveryDefinitionAndFiltersAsOneTypes) {
+  ASSERT_TRUE(browser_->open(url("index.html")));
+  EXPECT_EQ(browser_->errors, std::vector<std::string>{});
+  const char *visible = "[...document.querySelectorAll('#index tbody tr')].filter(r => !r.hidden)"
+                        ".map(r => r.cells[0].textContent)";
+  json names = browser_->eval(visible);
+  std::vector<std::string> expected, hits;
+  auto holds = [](const char *text, const std::string &what) {
+    std::string t = text ? text : "";
+    std::transform(t.begin(), t.end(), t.begin(), ::tolower);
+    return t.find(what) != std::string::npos;
+  };
+  for (const kitDef *defs : {model_->records, model_->data}) {
+    int count = defs == model_->records ? model_->recordCount : model_->dataCount;
+    for (int i = 0; i < count; i++) {
+      expected.push_back(defs[i].name);
+      if (holds(defs[i].name, "lpco") || holds(defs[i].label, "lpco")) hits.push_back(defs[i].name);
+    }
+  }
+  EXPECT_EQ(names.get<std::vector<std::string>>(), expected);
+  ASSERT_FALSE(hits.empty());
+
+  browser_->eval("document.getElementById('search').focus()");
+  browser_->call("Input.insertText", {{"text", "LpCo"}});
+  EXPECT_EQ(browser_->eval(visible).get<std::vector<std::string>>(), hits);
+}
+
+TEST_F(Pages, EveryRecordDrawsEachFieldAtTheLibrarysOffset) {
+  for (int r = 0; r < model_->recordCount; r++) {
+    const kitDef &def = model_->records[r];
+    std::string where = def.name;
+    /* The tool imports the file as site 0, so a page's code is the local one. */
+    ASSERT_TRUE(browser_->open(url("r" + std::to_string(def.local) + ".html"))) << where;
+    json page = browser_->eval(
+      "window.rkddReady.then(() => { const svg = document.querySelector('#r" +
+      std::to_string(def.local) + " svg.layout'); const box = r => ({x: +r.getAttribute('x'), "
+      "w: +r.getAttribute('width')}); return svg && {scale: +svg.dataset.scale, left: "
+      "+svg.dataset.left, boxes: [...svg.querySelectorAll(':scope > g.f > rect.box')].map(box), "
+      "nests: [...svg.querySelectorAll(':scope > g.nest')].map(n => ({of: +n.dataset.of, "
+      "boxes: [...n.querySelectorAll(':scope > g.f > rect.box')].map(box)}))}; })");
+    ASSERT_TRUE(page.is_object()) << where << ": no section with a picture";
+    double scale = page["scale"], left = page["left"];
+    expectBoxes(page["boxes"], def, 0, left, scale, where);
+
+    /* In-line records open on small pages: each element's boxes at its own offsets. */
+    for (const json &nest : page["nests"]) {
+      const kitField *holder = nullptr;
+      for (int i = 0; i < def.fieldCount; i++)
+        if (def.fields[i].offset == nest["of"] && def.fields[i].nested >= 0) holder = &def.fields[i];
+      ASSERT_NE(holder, nullptr) << where;
+      const kitDef &inner = model_->records[holder->nested];
+      int n = std::max(holder->arrayCount, 1);
+      ASSERT_EQ(nest["boxes"].size(), static_cast<size_t>(inner.fieldCount * n)) << where;
+      for (int e = 0; e < n; e++) {
+        json element(nest["boxes"].begin() + e * inner.fieldCount,
+                     nest["boxes"].begin() + (e + 1) * inner.fieldCount);
+        expectBoxes(element, inner, holder->offset + e * (holder->size / n), left, scale,
+                    where + " > " + inner.name);
+      }
+    }
+    EXPECT_EQ(browser_->errors, std::vector<std::string>{}) << where;
+  }
+}
+
+TEST_F(Pages, FocusedBoxTellsItsFieldAndScreenshotIsWritten) {
+  ASSERT_TRUE(browser_->open(url("r259.html")));
+  browser_->eval("window.rkddReady");
+  const kitDef *light = kitFindName(model_, "LpLight");
+  ASSERT_NE(light, nullptr);
+  for (int i : {0, 4, 7}) { /* text, a flag at bit 1, a pointer */
+    const kitField &f = light->fields[i];
+    std::string text = browser_->eval("document.querySelectorAll('svg.layout > g.f')[" +
+                                      std::to_string(i) + "].focus(); "
+                                      "document.getElementById('info').textContent");
+    EXPECT_EQ(text.rfind(std::string(f.name) + ": ", 0), 0u) << text;
+    EXPECT_NE(text.find("offset " + std::to_string(f.offset) + ", " + std::to_string(f.size) + " byte"),
+              std::string::npos) << text;
+    if (i == 4) {
+      EXPECT_NE(text.find("bit 1"), std::string::npos) << text;
+    }
+    if (i == 7) {
+      EXPECT_NE(text.find("pointer"), std::string::npos) << text;
+    }
+  }
+  EXPECT_EQ(browser_->errors, std::vector<std::string>{});
+
+  json rect = browser_->eval("(() => { const a = document.querySelector('.legend').getBoundingClientRect(), "
+                             "b = document.getElementById('info').getBoundingClientRect(), "
+                             "p = document.querySelector('.pic').getBoundingClientRect(); "
+                             "return {x: p.left - 8, y: a.top - 8 + scrollY, w: p.width + 16, "
+                             "h: b.bottom - a.top + 16}; })()");
+  json shot = browser_->call("Page.captureScreenshot",
+                             {{"format", "png"}, {"captureBeyondViewport", true},
+                              {"clip", {{"x", rect["x"]}, {"y", rect["y"]}, {"width", rect["w"]},
+                                        {"height", rect["h"]}, {"scale", 1}}}});
+  std::string png = decodeBase64(shot.value("/result/data"_json_pointer, ""));
+  ASSERT_EQ(png.substr(0, 8), std::string("\x89PNG\r\n\x1a\n", 8));
+  std::ofstream(RKDD_SCREENSHOT, std::ios::binary) << png;
+}
+
+} // namespace
