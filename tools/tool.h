@@ -58,5 +58,6 @@ int cmdShow(const std::vector<std::string> &files, bool json);
 int cmdLayout(const std::string &file, const std::string &record);
 int cmdCheck(const std::vector<std::string> &files);
 int cmdHeader(const std::string &file, const std::string &output);
+int cmdExport(const std::string &file, const std::string &output);
 
 #endif /* RKDD_TOOL_H */
