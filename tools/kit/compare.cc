@@ -158,7 +158,9 @@ private:
   void fields(const std::string &name, const kitDef &a, const kitDef &b) {
     auto oldFields = byName(a.fields, a.fieldCount, fieldKey);
     auto newFields = byName(b.fields, b.fieldCount, fieldKey);
-    for (const auto &[field, f] : oldFields) {
+    for (const auto &entry : oldFields) {
+      const std::string &field = entry.first;
+      const kitField *f = entry.second;
       auto it = newFields.find(field);
       if (it == newFields.end()) {
         add(KIT_FIELD_REMOVED, KIT_RECORD, name, field, std::to_string(f - a.fields), "");
