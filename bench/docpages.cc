@@ -4,6 +4,7 @@
 */
 #include <benchmark/benchmark.h>
 
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -32,20 +33,22 @@ void docPages(benchmark::State &state) {
   std::vector<DocSite> sites{{schema, model}};
   for (auto _ : state) {
     std::string error;
+    auto start = std::chrono::steady_clock::now();
     if (!writeDocs(sites, out, &error)) {
       state.SkipWithError(error.c_str());
       break;
     }
+    state.SetIterationTime(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
   }
   kitModelFree(model);
   std::filesystem::remove_all(dir);
 }
 
-/* Wall-clock time: the pages are meant to be ready in under a second, file
-** writing included. */
+/* Wall-clock time, taken by hand: the pages are meant to be ready in under a
+** second, the writing of the files included. */
 [[maybe_unused]] benchmark::internal::Benchmark *const registered =
   benchmark::RegisterBenchmark("Doc/rkdd/2048/1792/255", docPages)
-    ->UseRealTime()
+    ->UseManualTime()
     ->Unit(benchmark::kMillisecond);
 
 } // namespace

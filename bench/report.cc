@@ -89,6 +89,7 @@ int main(int argc, char **argv) {
                     "Fields255/flatbuffers_fields.Lookup", "Fields255/protobuf_FindFieldByName", ""});
   rows.push_back({"ddFixup, 10 full sites (2048/1792/32)", "Sites10/ddFixup", "", "", "Import/bare/2048/1792/32"});
   rows.push_back({"ddSetCode, compiled 2048/1792/255", "SetCode/rkdd/2048/1792/255", "", "", "Import/bare/2048/1792/255"});
+  rows.push_back({"rkdd doc pages, 2048/1792/255 (wall)", "Doc/rkdd/2048/1792/255", "", "", "Import/bare/2048/1792/255"});
 
   std::printf("%-40s %12s %14s %14s %14s\n", "rkdd measure", "rkdd", "/ flatbuffers", "/ protobuf", "/ bare pass");
   auto ratio = [&](const std::string &num, const std::string &den) -> std::string {
@@ -104,5 +105,17 @@ int main(int argc, char **argv) {
                 ratio(r.rkdd, r.protobuf).c_str(), ratio(r.rkdd, r.bare).c_str());
   }
   std::printf("\nEach ratio is rkdd's time (or peak memory) over the column's; below 1 means rkdd is faster.\n");
+
+  /* The companion library (rkdd_bench_export), beside the import of the same site. */
+  const std::string wide = "2048/1792/255", import = "Export/import/" + wide;
+  if (v.count(import)) {
+    std::string title = "rkddkit measure, " + wide;
+    std::printf("\n%-40s %12s %14s\n", title.c_str(), "time", "/ import");
+    for (const char *what : {"import", "export", "compare"}) {
+      std::string key = std::string("Export/") + what + "/" + wide;
+      std::printf("%-40s %12s %14s\n", what, v.count(key) ? amount(v[key], false).c_str() : "missing",
+                  ratio(key, import).c_str());
+    }
+  }
   return 0;
 }

@@ -35,6 +35,13 @@ int main(int argc, char **argv) {
   header->add_option("FILE", file, "Schema file")->required();
   header->add_option("-o,--output", output, "Write the header to this file, not standard output");
 
+  CLI::App *exporter = app.add_subcommand(
+    "export", "Write the canonical schema text of a schema file: what its site holds, in code "
+              "order. Comments and define values are not kept; what the text cannot say is "
+              "warned about on standard error");
+  exporter->add_option("FILE", file, "Schema file")->required();
+  exporter->add_option("-o,--output", output, "Write the text to this file, not standard output");
+
   CLI::App *doc = app.add_subcommand(
     "doc", "Write reference pages of schema files, with a picture of each record's layout");
   doc->add_option("FILE", files, "Schema files, each imported as a site of its own")->required();
@@ -53,6 +60,7 @@ int main(int argc, char **argv) {
   if (*show) return cmdShow(files, json);
   if (*layout) return cmdLayout(file, record);
   if (*check) return cmdCheck(files);
+  if (*exporter) return cmdExport(file, output);
   if (*doc) return cmdDoc(files, output);
   return cmdHeader(file, output);
 }

@@ -151,6 +151,11 @@ RKDDKIT_API const char *kitLevelName(int level);
 ** file can say it; the text is one line per data item and one block per
 ** record (its recordDef, its struct, its lists and its describe), aligned.
 **
+** Two things the store does not keep are read back from the bit positions
+** the reader gave: the width (LEN) of an enumeration item, from the step to
+** the next flag or enumeration of a record, and its ENUM option, from a bit
+** position of 8 or more.
+**
 ** What the text cannot say is reported as a warning line ("kit: ...") on
 ** the warnings stream (none when it is null) and counted; export goes on:
 **  - an unnamed definition, or a name that a schema file cannot carry, gets
@@ -163,8 +168,9 @@ RKDDKIT_API const char *kitLevelName(int level);
 **  - a field or link whose code names nothing in the site (code 0, another
 **    site's code) is left out, with a comment in its place;
 **  - a field table that no structure gives (an unpacked record, a kind that
-**    does not follow from what the field holds) is written as the structure
-**    that comes nearest, with a comment;
+**    does not follow from what the field holds, offsets or a length that are
+**    not the packed layout's, as in a compiled table before its first
+**    ddFixup) is written as the structure that comes nearest;
 **  - a length that no option can set (an unpacked record's, a data item's of
 **    a type whose length follows from the type), a text item's unset length,
 **    a maximum id, a sub-revision, a default text, the enumeration flag, a
