@@ -60,34 +60,31 @@ void appendTitle(std::string &out, const kitField &f) {
 
 void appendRuler(std::string &out, long long total, double scale) {
   long long step = 1;
-  while (static_cast<double>(step) * scale < 40) step *= 2;
+  while (static_cast<double>(step) * scale < 48) step *= 2;
   double end = kDocLeft + static_cast<double>(total) * scale;
-  out += "<g class=\"ruler\" aria-hidden=\"true\"><line x1=\"";
+  out += "<g class=\"ruler\" aria-hidden=\"true\"><path d=\"M";
   appendFixed(out, kDocLeft);
-  out += "\" y1=\"20\" x2=\"";
+  out += " 20H";
   appendFixed(out, end);
-  out += "\" y2=\"20\"/>";
-  for (long long b = 0; b <= total; b += step) {
-    double x = kDocLeft + static_cast<double>(b) * scale;
-    out += "<line x1=\"";
-    appendFixed(out, x);
-    out += "\" y1=\"13\" x2=\"";
-    appendFixed(out, x);
-    out += "\" y2=\"24\"/><text x=\"";
-    appendFixed(out, x + 2);
-    out += "\" y=\"10\">";
-    appendNumber(out, b);
-    out += "</text>";
+  for (long long b = 0; b <= total; b += step) { /* one path for every tick */
+    out += 'M';
+    appendFixed(out, kDocLeft + static_cast<double>(b) * scale);
+    out += " 13v11";
   }
-  if (step > 1 && scale >= 5) { /* a short tick per byte between the numbered ones */
-    out += "<path d=\"";
+  if (step > 1 && scale >= 5) /* a short tick per byte between the numbered ones */
     for (long long b = 0; b <= total; b++) {
       if (b % step == 0) continue;
       out += 'M';
       appendFixed(out, kDocLeft + static_cast<double>(b) * scale);
       out += " 17v5";
     }
-    out += "\" stroke=\"#aab3bf\"/>";
+  out += "\"/>";
+  for (long long b = 0; b <= total; b += step) {
+    out += "<text x=\"";
+    appendFixed(out, kDocLeft + static_cast<double>(b) * scale + 2);
+    out += "\" y=\"10\">";
+    appendNumber(out, b);
+    out += "</text>";
   }
   out += "</g>";
 }
