@@ -102,7 +102,7 @@ int cmdLayout(const std::string &file, const std::string &recordName) {
   if (loaded.site < 0) return EXIT_FAILED;
   int record = findRecord(loaded.site, recordName);
   if (record == 0) {
-    std::cerr << "rkdd: " << file << " has no record " << recordName << "\n";
+    std::cerr << "rkdd: " << loaded.path << " has no record " << recordName << "\n";
     return EXIT_FAILED;
   }
 

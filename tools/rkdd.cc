@@ -6,6 +6,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <iostream>
 
 int main(int argc, char **argv) {
@@ -35,7 +36,11 @@ int main(int argc, char **argv) {
   header->add_option("FILE", file, "Schema file")->required();
   header->add_option("-o,--output", output, "Write the header to this file, not standard output");
 
-  app.footer("Exit status: 0 success, 1 an import or a check failed, "
+  for (CLI::App *command : {show, layout, check, header})
+    command->add_flag("-q,--quiet", quietWarnings, "Leave out the library's WARNING lines; ERROR lines stay");
+
+  app.footer("A FILE of - reads standard input (at most once per command line).\n"
+             "Exit status: 0 success, 1 an import or a check failed, "
              "2 a usage error or a file that does not open.");
 
   try {
@@ -43,6 +48,11 @@ int main(int argc, char **argv) {
   } catch (const CLI::ParseError &e) {
     int code = app.exit(e);
     return code == 0 ? EXIT_OK : EXIT_USAGE;
+  }
+  /* Standard input holds one schema and is read once. */
+  if (std::count(files.begin(), files.end(), STDIN_ARG) + (file == STDIN_ARG) > 1) {
+    std::cerr << "rkdd: standard input (-) may be named only once\n";
+    return EXIT_USAGE;
   }
 
   if (*show) return cmdShow(files, json);

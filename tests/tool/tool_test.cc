@@ -130,6 +130,24 @@ TEST(Tool, CheckReportsOnlyDiagnosticsAndFailsOnErrors) {
   EXPECT_NE(broken.err.find(bad + ": import failed"), std::string::npos);
 }
 
+TEST(Tool, StandardInputIsReadOnceAndQuietKeepsOnlyErrors) {
+  Result both = rkdd("check -q - " + kScene + " < " + kOdd);
+  EXPECT_EQ(both.status, 1);
+  EXPECT_NE(both.err.find("<stdin>: ERROR: Unknown element, \"Missing\"\n"), std::string::npos);
+  EXPECT_EQ(both.err.find("WARNING"), std::string::npos); /* the scene gives only warnings */
+
+  Result piped = rkdd("show --json - < " + kScene);
+  ASSERT_EQ(piped.status, 0);
+  nlohmann::json file = nlohmann::json::parse(piped.out)["files"][0];
+  EXPECT_EQ(file["file"], "<stdin>");
+  EXPECT_EQ(file["records"].size(), 6u);
+  EXPECT_NE(piped.err.find("<stdin>: WARNING"), std::string::npos);
+
+  Result twice = rkdd("show - - < " + kScene);
+  EXPECT_EQ(twice.status, 2);
+  EXPECT_NE(twice.err.find("standard input (-) may be named only once"), std::string::npos);
+}
+
 TEST(Tool, HeaderWritesAssertedStructsAndCommentsTheRest) {
   Result scene = rkdd("header " + kScene);
   EXPECT_EQ(scene.status, 0);
