@@ -1,12 +1,14 @@
 #!/usr/bin/env bash
 # Builds the benchmarks (Release), runs each group in a process of its own and
 # prints one table of ratios. Arguments go to every rkdd_bench run, such as
-# --benchmark_repetitions=5. BUILD_DIR chooses the build tree (build-bench).
+# --benchmark_repetitions=5. BUILD_DIR chooses the build tree (the bench
+# preset's build-bench).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 build=${BUILD_DIR:-build-bench}
 
-cmake -S . -B "$build" -G Ninja -DRKDD_BENCH=ON -DCMAKE_BUILD_TYPE=Release >/dev/null
+./setup default bench
+cmake --preset bench -B "$build" >/dev/null
 cmake --build "$build" --target rkdd_bench rkdd_bench_report rkdd_schemagen_tool >/dev/null
 
 results="$build/bench/results"
