@@ -19,21 +19,23 @@ int main(int argc, char **argv) {
   bool json = false;
 
   CLI::App *show = app.add_subcommand("show", "Print the records and data items of schema files");
-  show->add_option("FILE", files, "Schema files, each imported as a site of its own")->required();
+  show->add_option("FILE", files,
+                   "Schema files, each imported as a site of its own; - reads standard input")
+    ->required();
   show->add_flag("--json", json, "Print one JSON document instead of text");
 
   CLI::App *layout = app.add_subcommand("layout", "Draw the packed layout of one record");
-  layout->add_option("FILE", file, "Schema file")->required();
+  layout->add_option("FILE", file, "Schema file; - reads standard input")->required();
   layout->add_option("RECORD", record, "Record name or code")->required();
 
   CLI::App *check = app.add_subcommand(
     "check", "Report the diagnostics of schema files on standard error; "
              "exit 1 if any is an ERROR or an import fails");
-  check->add_option("FILE", files, "Schema files")->required();
+  check->add_option("FILE", files, "Schema files; - reads standard input")->required();
 
   CLI::App *header = app.add_subcommand(
     "header", "Write a C11 header with a packed struct per record and static assertions");
-  header->add_option("FILE", file, "Schema file")->required();
+  header->add_option("FILE", file, "Schema file; - reads standard input")->required();
   header->add_option("-o,--output", output, "Write the header to this file, not standard output");
 
   for (CLI::App *command : {show, layout, check, header})
