@@ -165,8 +165,10 @@ RKDDKIT_API const char *kitLevelName(int level);
 **    _gap<local> (rktype_ival data, rktype_null records), so the codes that
 **    follow keep their places; a site whose tables start elsewhere than
 **    256 / 2048 is written as if they did;
-**  - a field or link whose code names nothing in the site (code 0, another
-**    site's code) is left out, with a comment in its place;
+**  - a field or link whose code names nothing in the site (another site's
+**    code, a field's code 0) is left out, with a comment in its place; a
+**    link to code 0 is written as a name that nothing defines (_none), which
+**    an import reads as code 0 without complaint;
 **  - a field table that no structure gives (an unpacked record, a kind that
 **    does not follow from what the field holds, offsets or a length that are
 **    not the packed layout's, as in a compiled table before its first
