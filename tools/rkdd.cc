@@ -38,7 +38,7 @@ int main(int argc, char **argv) {
   CLI::App *exporter = app.add_subcommand(
     "export", "Write the canonical schema text of a schema file: what its site holds, in code "
               "order. Comments and define values are not kept; what the text cannot say is "
-              "warned about on standard error");
+              "warned about on standard error, and makes the exit status 1");
   exporter->add_option("FILE", file, "Schema file")->required();
   exporter->add_option("-o,--output", output, "Write the text to this file, not standard output");
 

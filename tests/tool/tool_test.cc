@@ -161,6 +161,11 @@ TEST(Tool, ExportWritesTextThatExportsToItselfAndShowsTheSame) {
   std::remove(first.c_str());
   for (const char *part : {"records", "data"})
     EXPECT_EQ(original["files"][0][part], exported["files"][0][part]) << part;
+
+  Result odd = rkdd("export " + kOdd); /* a field that names nothing cannot be written */
+  EXPECT_EQ(odd.status, 1);
+  EXPECT_NE(odd.out.find("// field 1: code 0 left out"), std::string::npos);
+  EXPECT_NE(odd.err.find("kit: record Holder: field 1 (code 0)"), std::string::npos);
 }
 
 TEST(Tool, UsageErrorsAndUnopenableFilesExitWithTwo) {
