@@ -159,5 +159,16 @@ int main(int argc, char **argv) {
   for (const char *f : {"Small/ddNameToCode", "Small/flatbuffers_LookupStruct", "Small/protobuf_FindMessageTypeByName"})
     if (v.count(f)) std::printf("%-40s %12s\n", (std::string("name look-up, 64/32/8: ") + (f + 6)).c_str(),
                                 amount(v[f], false).c_str());
+  /* The companion library (rkdd_bench_export), beside the import of the same site. */
+  const std::string wide = "2048/1792/255", import = "Export/import/" + wide;
+  if (v.count(import)) {
+    std::string title = "rkddkit measure, " + wide;
+    std::printf("\n%-40s %12s %14s\n", title.c_str(), "time", "/ import");
+    for (const char *what : {"import", "export", "compare"}) {
+      std::string key = std::string("Export/") + what + "/" + wide;
+      std::printf("%-40s %12s %14s\n", what, v.count(key) ? amount(v[key], false).c_str() : "missing",
+                  ratio(key, import).c_str());
+    }
+  }
   return 0;
 }

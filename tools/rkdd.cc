@@ -38,7 +38,14 @@ int main(int argc, char **argv) {
   header->add_option("FILE", file, "Schema file; - reads standard input")->required();
   header->add_option("-o,--output", output, "Write the header to this file, not standard output");
 
-  for (CLI::App *command : {show, layout, check, header})
+  CLI::App *exporter = app.add_subcommand(
+    "export", "Write the canonical schema text of a schema file: what its site holds, in code "
+              "order. Comments and define values are not kept; what the text cannot say is "
+              "warned about on standard error, and makes the exit status 1");
+  exporter->add_option("FILE", file, "Schema file; - reads standard input")->required();
+  exporter->add_option("-o,--output", output, "Write the text to this file, not standard output");
+
+  for (CLI::App *command : {show, layout, check, header, exporter})
     command->add_flag("-q,--quiet", quietWarnings, "Leave out the library's WARNING lines; ERROR lines stay");
 
   app.footer("A FILE of - reads standard input (at most once per command line).\n"
@@ -60,5 +67,6 @@ int main(int argc, char **argv) {
   if (*show) return cmdShow(files, json);
   if (*layout) return cmdLayout(file, record);
   if (*check) return cmdCheck(files);
+  if (*exporter) return cmdExport(file, output);
   return cmdHeader(file, output);
 }

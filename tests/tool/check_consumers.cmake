@@ -20,10 +20,10 @@ run(${WORK}/cmake/consumer)
 
 # No --define-prefix: the file itself must lead to the moved tree.
 set(ENV{PKG_CONFIG_PATH} ${prefix}/lib/pkgconfig)
-execute_process(COMMAND pkg-config --dont-define-prefix --cflags --libs rkdd
+execute_process(COMMAND pkg-config --dont-define-prefix --cflags --libs rkddkit
   OUTPUT_VARIABLE flags OUTPUT_STRIP_TRAILING_WHITESPACE RESULT_VARIABLE status)
 if(NOT status EQUAL 0)
-  message(FATAL_ERROR "pkg-config does not know rkdd")
+  message(FATAL_ERROR "pkg-config does not know rkddkit")
 endif()
 string(FIND "${flags}" "-I${prefix}/" at)
 if(NOT at EQUAL 0)

@@ -1,0 +1,292 @@
+/*
+** Tests of rkddkit: the model of a site read through the public interface,
+** the comparison of two models, and the schema text round trip.
+*/
+#include <gtest/gtest.h>
+
+#include <rkdd/kit.h>
+
+#include "compiled_fixture.h"
+#include "schemagen.h"
+
+#include <cstdio>
+#include <fstream>
+#include <cstdlib>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <unistd.h>
+
+namespace {
+
+using Model = std::unique_ptr<kitModel, decltype(&kitModelFree)>;
+using Changes = std::unique_ptr<kitChanges, decltype(&kitChangesFree)>;
+
+Model read(int site) { return Model(kitModelRead(site), kitModelFree); }
+Changes compare(const Model &a, const Model &b) {
+  return Changes(kitCompare(a.get(), b.get()), kitChangesFree);
+}
+
+int import(const std::string &path) {
+  int site = -1;
+  EXPECT_EQ(ddImportSchema(path.c_str(), &site), 1) << path;
+  return site;
+}
+
+/* One line per change: "def.field attr: old -> new". */
+std::vector<std::string> describe(const kitChanges &list) {
+  std::vector<std::string> lines;
+  for (int i = 0; i < list.count; i++) {
+    const kitChange &c = list.changes[i];
+    std::string line = std::string(c.def);
+    if (c.field[0]) line += std::string(".") + c.field;
+    lines.push_back(line + " " + kitAttrName(c.attr) + ": " + c.oldText + " -> " + c.newText);
+  }
+  return lines;
+}
+
+const std::string kScene = RKDD_SOURCE_DIR "/examples/scene.schema";
+
+std::string tempFile(const std::string &what) {
+  return ::testing::TempDir() + "kit_" + std::to_string(getpid()) + "_" + what;
+}
+
+std::string textOf(const Model &m, int *lost) {
+  char *raw = kitSchemaText(m.get(), stderr, lost);
+  std::string text = raw ? raw : "";
+  std::free(raw);
+  return text;
+}
+
+/* Imports text as a new site; its number. */
+int importText(const std::string &text) {
+  std::string path = tempFile("roundtrip.schema");
+  std::ofstream(path) << text;
+  int site = import(path);
+  std::remove(path.c_str());
+  return site;
+}
+
+/* The round trip of a site: exporting it loses nothing (or exactly
+** expectLost things, each warned about), the import of the text compares
+** equal to it, and exporting that import gives the same text. */
+void roundTrip(int site, int expectLost = 0) {
+  Model first = read(site);
+  ASSERT_NE(first, nullptr);
+  int lost = -1;
+  std::string text = textOf(first, &lost);
+  EXPECT_EQ(lost, expectLost) << text;
+  Model second = read(importText(text));
+  ASSERT_NE(second, nullptr);
+  if (expectLost == 0) {
+    Changes changes = compare(first, second);
+    EXPECT_EQ(describe(*changes), std::vector<std::string>{}) << text;
+  }
+  int again = -1;
+  EXPECT_EQ(textOf(second, &again), text);
+  EXPECT_EQ(again, 0);
+}
+
+} // namespace
+
+/* Site 1 holds the names of site 0 again: the model resolves every field and
+** link within its own site, where a look-up by name would find site 0's. */
+TEST(KitModel, ReadsASiteBuiltCallByCallResolvingNamesInItsOwnSite) {
+  int core, site;
+  ddNewSite("core", "core", &core);
+  ddSetName(ddNewDataDef(core), "speed");
+  ddSetName(ddNewRecordDef(core), "car");
+  ddNewSite("ext", "extension", &site);
+  int speed = ddNewDataDef(site), flag = ddNewDataDef(site);
+  int car = ddNewRecordDef(site), wheel = ddNewRecordDef(site);
+  ddSetName(speed, "speed");
+  ddSetTagType(speed, MTYPE_DOUBLE);
+  ddSetName(flag, "lit");
+  ddSetTagType(flag, MTYPE_FLAG);
+  ddSetName(car, "car");
+  ddSetName(wheel, "wheel");
+  ddSetTagType(wheel, MTYPE_REC);
+  ddField wheelFields[] = {{speed, 0, 0}};
+  ddSetField(wheel, wheelFields, 1);
+  ddField carFields[] = {{flag, 3u, 0},
+                         {wheel, DD_KIND_STRUCTURE << DD_FIELD_KIND_SHIFT, 0},
+                         {car, DD_KIND_POINTER << DD_FIELD_KIND_SHIFT, 0}};
+  ddSetField(car, carFields, 3);
+  int parents[] = {wheel, ddSiteGetNthRcode(core, 0)};
+  ddSetParent(car, parents, 2);
+
+  Model m = read(site);
+  ASSERT_NE(m, nullptr);
+  EXPECT_EQ(read(7), nullptr);
+  ASSERT_EQ(m->recordCount, 2);
+  ASSERT_EQ(m->dataCount, 2);
+  EXPECT_EQ(m->records[0].local, 256);
+  EXPECT_EQ(m->data[1].local, 2049);
+  EXPECT_EQ(kitFindName(m.get(), "speed"), &m->data[0]);
+  EXPECT_EQ(kitFindCode(m.get(), wheel), &m->records[1]);
+
+  const kitDef &c = m->records[0];
+  ASSERT_EQ(c.fieldCount, 3);
+  EXPECT_EQ(c.length, 1 + 8 + 4);
+  struct Want {
+    const char *name;
+    int code, kind, bitPos, offset, size, tagType, nested;
+  } want[] = {{"lit", flag, DD_KIND_DC, 3, 0, 1, MTYPE_FLAG, -1},
+              {"wheel", wheel, DD_KIND_STRUCTURE, 0, 1, 8, MTYPE_REC, 1},
+              {"car", car, DD_KIND_POINTER, 0, 9, 4, MTYPE_NULL, -1}};
+  for (int i = 0; i < 3; i++) {
+    const kitField &f = c.fields[i];
+    EXPECT_STREQ(f.name, want[i].name);
+    EXPECT_EQ(f.code, want[i].code);
+    EXPECT_EQ(f.site, site);
+    EXPECT_EQ(f.kind, want[i].kind) << i;
+    EXPECT_EQ(f.bitPos, want[i].bitPos) << i;
+    EXPECT_EQ(f.offset, want[i].offset) << i;
+    EXPECT_EQ(f.size, want[i].size) << i;
+    EXPECT_EQ(f.tagType, want[i].tagType) << i;
+    EXPECT_EQ(f.nested, want[i].nested) << i;
+    EXPECT_EQ(f.problem, KIT_FIELD_OK) << i;
+  }
+  ASSERT_EQ(c.parentCount, 2);
+  EXPECT_STREQ(c.parents[0].name, "wheel");
+  EXPECT_EQ(c.parents[0].site, site);
+  EXPECT_STREQ(c.parents[1].name, "car");
+  EXPECT_EQ(c.parents[1].site, core);
+}
+
+TEST(KitCompare, MatchesByNameAndListsEveryDifferenceInOrder) {
+  int a = import(kScene), b = import(kScene);
+  Model ma = read(a), same = read(b);
+  EXPECT_EQ(compare(ma, same)->count, 0);
+
+  auto code = [&same](const char *name) { return kitFindName(same.get(), name)->code; };
+  ddSetLabel(code("LpRadius"), "Radius");
+  ddSetKey(code("LpLight"), 3);
+  ddSetName(ddNewDataDef(b), "LpExtra");
+  ddSetName(code("LpCount"), "LpCounts"); /* a rename is a removal and an addition */
+  ddSetRange(code("LpIntensity"), 1, 2);
+  Model mb = read(b);
+  Changes changes = compare(ma, mb);
+  ASSERT_NE(changes, nullptr);
+  EXPECT_EQ(describe(*changes),
+            (std::vector<std::string>{
+              "LpCount removed: 2052 -> ",
+              "LpCounts added:  -> 2052",
+              "LpExtra added:  -> 2059",
+              "LpIntensity range: 0 .. 100000 -> 1 .. 2",
+              "LpLight key: 0 -> 3",
+              "LpOrigin.LpCount fieldRemoved: 1 -> ",
+              "LpOrigin.LpCounts fieldAdded:  -> 1",
+              "LpRadius label: \"Radius (m)\" -> Radius",
+            }));
+}
+
+TEST(KitRoundTrip, Example) { roundTrip(import(kScene)); }
+
+class KitRoundTripGenerated : public ::testing::TestWithParam<gen::Size> {};
+
+TEST_P(KitRoundTripGenerated, BenchmarkSchema) {
+  roundTrip(importText(gen::rkddSchema(GetParam(), 0)));
+}
+
+INSTANTIATE_TEST_SUITE_P(Sizes, KitRoundTripGenerated,
+                         ::testing::Values(gen::Size{64, 32, 8}, gen::Size{512, 256, 24},
+                                           gen::Size{2048, 1792, 32}, gen::Size{2048, 1792, 255}),
+                         [](const ::testing::TestParamInfo<gen::Size> &p) {
+                           return std::to_string(p.param.data) + "_" + std::to_string(p.param.records) +
+                                  "_" + std::to_string(p.param.members);
+                         });
+
+/* A compiled table states offsets and lengths itself: where they are not
+** the packed layout's (here lengths of 0), no text can say them. */
+TEST(KitRoundTrip, CompiledTables) {
+  int site = fx::install("core", fx::coreTables());
+  int lost = 0;
+  std::free(kitSchemaText(read(site).get(), nullptr, &lost));
+  EXPECT_EQ(lost, 2);
+  ddGetRSchema(fx::kNode)->head.length = 32;
+  ddGetRSchema(fx::kPoint)->head.length = 8;
+  roundTrip(site);
+}
+
+/* Everything a site built by calls can hold that a schema file can say. */
+TEST(KitRoundTrip, SiteBuiltCallByCall) {
+  int site;
+  ddNewSite("calls", "built by calls", &site);
+  int text = ddNewDataDef(site), flag = ddNewDataDef(site), value = ddNewDataDef(site);
+  int inner = ddNewRecordDef(site), outer = ddNewRecordDef(site);
+  ddSetName(text, "caption");
+  ddSetTagType(text, MTYPE_TEXT);
+  ddSetLength(text, 12);
+  ddSetLabel(text, "\"Caption, short\"");
+  ddSetDesc(text, "shown=first");
+  ddSetName(flag, "lit");
+  ddSetTagType(flag, MTYPE_FLAG);
+  ddSetLength(flag, 1);
+  ddSetDefVal(flag, 1);
+  ddSetName(value, "level");
+  ddSetTagType(value, MTYPE_FLOAT);
+  ddSetRange(value, -1.5f, 1e30f);
+  ddSetKey(value, 3);
+  ddSetIsDisplay(value, 0);
+  ddSetIsEdit(value, 1);
+  ddSetIsSearch(value, 1);
+  ddGetSchema(value)->version = -300;
+  ddSetName(inner, "inner");
+  ddSetTagType(inner, MTYPE_REC);
+  ddField innerFields[] = {{value, 0, 0}, {flag, 0, 0}};
+  ddSetField(inner, innerFields, 2);
+  ddSetName(outer, "outer");
+  ddSetTagType(outer, MTYPE_BEAD);
+  ddSetIlevel(outer, 250);
+  ddSetPrefix(outer, "ou");
+  ddSetDesc(outer, "An outer record.\nTwo lines, with a \"quote\".");
+  ddField outerFields[] = {{text, 0, 0},
+                           {inner, DD_KIND_STRUCTURE << DD_FIELD_KIND_SHIFT, 0},
+                           {outer, DD_KIND_POINTER << DD_FIELD_KIND_SHIFT, 0},
+                           {value, 5u, 0}};
+  ddSetField(outer, outerFields, 4);
+  int up[] = {outer, inner}, down[] = {inner};
+  ddSetParent(inner, up, 2);
+  ddSetChild(outer, down, 1);
+  ddSetAlias(outer, down, 1);
+  roundTrip(site);
+}
+
+/* What the text cannot say is warned about, one warning each, and the text
+** still imports without an error. */
+TEST(KitExport, WarnsAboutWhatTheTextCannotSay) {
+  int core, site;
+  ddNewSite("core", "core", &core);
+  int foreign = ddNewDataDef(core);
+  ddSetName(foreign, "foreign");
+  ddNewSite("odd", "odd", &site);
+  int unnamed = ddNewDataDef(site), twin = ddNewDataDef(site), twin2 = ddNewDataDef(site);
+  int label = ddNewDataDef(site), raw = ddNewRecordDef(site);
+  (void)unnamed;
+  ddSetName(twin, "twin");
+  ddSetName(twin2, "twin");
+  ddSetName(label, "label");
+  ddSetLabel(label, "a, b");          /* a comma ends an option */
+  ddSetMaxId(raw, 7);
+  ddField fields[] = {{twin, 0, 0}, {foreign, 0, 0}};
+  ddSetField(raw, fields, 2);
+  ddSetName(raw, "raw");
+
+  Model m = read(site);
+  int lost = 0;
+  std::string text = textOf(m, &lost);
+  EXPECT_EQ(lost, 5) << text; /* unnamed, twin, label, foreign field, max id */
+  for (const char *part : {"dataDef _code2048 ", "dataDef twin_2050 ", "// field 1: code 2048 left out",
+                           "recordDef raw { rktype_null, raw, NODISP"})
+    EXPECT_NE(text.find(part), std::string::npos) << part << "\n" << text;
+  std::string path = tempFile("odd.schema");
+  std::ofstream(path) << text;
+  testing::internal::CaptureStdout();
+  int again = -1;
+  EXPECT_EQ(ddImportSchema(path.c_str(), &again), 1);
+  std::string diagnostics = testing::internal::GetCapturedStdout();
+  std::remove(path.c_str());
+  EXPECT_EQ(diagnostics.find("ERROR"), std::string::npos) << diagnostics;
+}
