@@ -42,6 +42,16 @@ int main(int argc, char **argv) {
   exporter->add_option("FILE", file, "Schema file")->required();
   exporter->add_option("-o,--output", output, "Write the text to this file, not standard output");
 
+  std::string oldFile, newFile;
+  bool breakingOnly = false;
+  CLI::App *diff = app.add_subcommand(
+    "diff", "Compare two versions of a schema and say which changes break data written with "
+            "the old one; exit 1 if any does");
+  diff->add_option("OLD", oldFile, "The old schema file (- for standard input)")->required();
+  diff->add_option("NEW", newFile, "The new schema file (- for standard input)")->required();
+  diff->add_flag("--json", json, "Print one JSON document instead of text");
+  diff->add_flag("--breaking", breakingOnly, "Print only the breaking changes");
+
   app.footer("Exit status: 0 success, 1 an import or a check failed, "
              "2 a usage error or a file that does not open.");
 
@@ -56,5 +66,6 @@ int main(int argc, char **argv) {
   if (*layout) return cmdLayout(file, record);
   if (*check) return cmdCheck(files);
   if (*exporter) return cmdExport(file, output);
+  if (*diff) return cmdDiff(oldFile, newFile, json, breakingOnly);
   return cmdHeader(file, output);
 }
