@@ -17,7 +17,7 @@ mkdir -p "$results"
 # sites of Sites10 and the wide site of Fields255 fill a process of their own.
 # Repetitions of a group's benchmarks are run in a random order among each
 # other, so that a slow spell of a shared machine falls on all of them alike.
-for group in Import Memory SetCode Sites10 Peers10 Fields255; do
+for group in Import Memory SetCode Sites10 Peers10 Fields255 Diff; do
   echo "== $group" >&2
   "$build/bench/rkdd_bench" --benchmark_filter="^$group/" --benchmark_min_time=0.2 \
     --benchmark_repetitions=3 --benchmark_enable_random_interleaving=true --benchmark_report_aggregates_only=true \

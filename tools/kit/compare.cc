@@ -9,6 +9,7 @@
 #include "keywords.h"
 
 #include <algorithm>
+#include <cstring>
 #include <map>
 #include <string>
 #include <tuple>
@@ -155,34 +156,70 @@ private:
     fields(name, a, b);
   }
 
+  /* Slots that hold the same names in the same order pair up by place, as
+  ** matching by name would pair them, without building the maps: the case
+  ** of nearly every record of two versions of a schema. */
+  static bool sameNames(const kitDef &a, const kitDef &b) {
+    if (a.fieldCount != b.fieldCount) return false;
+    for (int i = 0; i < a.fieldCount; i++) {
+      const kitField &f = a.fields[i], &g = b.fields[i];
+      if (f.name && g.name ? std::strcmp(f.name, g.name) != 0
+                           : f.name != g.name || f.local != g.local)
+        return false;
+    }
+    return true;
+  }
+
+  /* The key of slot i, as byName gives it. */
+  static std::string slotKey(const kitDef &d, int i) {
+    std::string key = fieldKey(d.fields[i]);
+    int n = 1;
+    for (int k = 0; k < i; k++) n += fieldKey(d.fields[k]) == key;
+    return n > 1 ? key + "#" + std::to_string(n) : key;
+  }
+
   void fields(const std::string &name, const kitDef &a, const kitDef &b) {
+    if (sameNames(a, b)) {
+      for (int i = 0; i < a.fieldCount; i++)
+        if (!sameSlot(a.fields[i], b.fields[i]))
+          slot(name, slotKey(a, i), a, a.fields[i], b, b.fields[i]);
+      return;
+    }
     auto oldFields = byName(a.fields, a.fieldCount, fieldKey);
     auto newFields = byName(b.fields, b.fieldCount, fieldKey);
     for (const auto &[field, f] : oldFields) {
       auto it = newFields.find(field);
-      if (it == newFields.end()) {
+      if (it == newFields.end())
         add(KIT_FIELD_REMOVED, KIT_RECORD, name, field, std::to_string(f - a.fields), "");
-        continue;
-      }
-      const kitField &g = *it->second;
-      auto num = [&](int attr, long long x, long long y) {
-        if (x != y) add(attr, KIT_RECORD, name, field, std::to_string(x), std::to_string(y));
-      };
-      num(KIT_FIELD_INDEX, f - a.fields, &g - b.fields);
-      if (f->kind != g.kind)
-        add(KIT_FIELD_KIND, KIT_RECORD, name, field, kindText(f->kind), kindText(g.kind));
-      num(KIT_FIELD_OFFSET, f->offset, g.offset);
-      num(KIT_FIELD_SIZE, f->size, g.size);
-      num(KIT_FIELD_BIT_POS, f->bitPos, g.bitPos);
-      num(KIT_FIELD_ARRAY_COUNT, f->arrayCount, g.arrayCount);
-      if (f->tagType != g.tagType)
-        add(KIT_FIELD_TAG_TYPE, KIT_RECORD, name, field,
-            f->tagType < 0 ? "(none)" : typeText(f->tagType),
-            g.tagType < 0 ? "(none)" : typeText(g.tagType));
+      else
+        slot(name, field, a, *f, b, *it->second);
     }
     for (const auto &[field, g] : newFields)
       if (!oldFields.count(field))
         add(KIT_FIELD_ADDED, KIT_RECORD, name, field, "", std::to_string(g - b.fields));
+  }
+
+  static bool sameSlot(const kitField &f, const kitField &g) {
+    return f.kind == g.kind && f.offset == g.offset && f.size == g.size &&
+           f.bitPos == g.bitPos && f.arrayCount == g.arrayCount && f.tagType == g.tagType;
+  }
+
+  void slot(const std::string &name, const std::string &field, const kitDef &a,
+            const kitField &f, const kitDef &b, const kitField &g) {
+    auto num = [&](int attr, long long x, long long y) {
+      if (x != y) add(attr, KIT_RECORD, name, field, std::to_string(x), std::to_string(y));
+    };
+    num(KIT_FIELD_INDEX, &f - a.fields, &g - b.fields);
+    if (f.kind != g.kind)
+      add(KIT_FIELD_KIND, KIT_RECORD, name, field, kindText(f.kind), kindText(g.kind));
+    num(KIT_FIELD_OFFSET, f.offset, g.offset);
+    num(KIT_FIELD_SIZE, f.size, g.size);
+    num(KIT_FIELD_BIT_POS, f.bitPos, g.bitPos);
+    num(KIT_FIELD_ARRAY_COUNT, f.arrayCount, g.arrayCount);
+    if (f.tagType != g.tagType)
+      add(KIT_FIELD_TAG_TYPE, KIT_RECORD, name, field,
+          f.tagType < 0 ? "(none)" : typeText(f.tagType),
+          g.tagType < 0 ? "(none)" : typeText(g.tagType));
   }
 };
 

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <cstring>
 #include <deque>
 #include <map>
 #include <set>
@@ -84,17 +85,22 @@ std::vector<std::string> keysOf(const T *items, int count) {
   return keys;
 }
 
-/* One model with the keys of its records and of their fields. */
+/* One model with the keys of its records; keys of fields are worked out
+** for the few records that need them. */
 struct Side {
   const kitModel &model;
   std::vector<std::string> records;
   std::map<std::string, int> recordAt;
-  std::vector<std::vector<std::string>> fields;
+  std::vector<std::vector<std::pair<int, int>>> holders; /* by record: (record, slot)
+                                                         ** holding it in line */
 
-  explicit Side(const kitModel &m) : model(m), records(keysOf(m.records, m.recordCount)) {
+  explicit Side(const kitModel &m)
+      : model(m), records(keysOf(m.records, m.recordCount)), holders(m.recordCount) {
     for (int r = 0; r < m.recordCount; r++) {
       recordAt.emplace(records[r], r);
-      fields.push_back(keysOf(m.records[r].fields, m.records[r].fieldCount));
+      for (int i = 0; i < m.records[r].fieldCount; i++)
+        if (int nested = m.records[r].fields[i].nested; nested >= 0)
+          holders[nested].push_back({r, i});
     }
   }
 
@@ -103,21 +109,31 @@ struct Side {
     return it == recordAt.end() ? -1 : it->second;
   }
 
+  std::vector<std::string> fieldKeys(int r) const {
+    return keysOf(model.records[r].fields, model.records[r].fieldCount);
+  }
+
+  /* The key of slot i of record r: its name, with #n behind it when n - 1
+  ** slots before it hold the same name. */
+  std::string fieldKey(int r, int i) const {
+    const kitField *f = model.records[r].fields;
+    auto same = [&](const kitField &g) {
+      if (g.name == nullptr || f[i].name == nullptr)
+        return g.name == f[i].name && g.local == f[i].local;
+      return std::strcmp(g.name, f[i].name) == 0;
+    };
+    int n = 1;
+    for (int k = 0; k < i; k++) n += same(f[k]);
+    std::string key = f[i].name ? std::string(f[i].name) : "#" + std::to_string(f[i].local);
+    return n > 1 ? key + "#" + std::to_string(n) : key;
+  }
+
+  /* The slot of record r with this key, or -1. */
   int field(int r, const std::string &key) const {
-    const std::vector<std::string> &f = fields[r];
-    auto it = std::find(f.begin(), f.end(), key);
-    return it == f.end() ? -1 : int(it - f.begin());
+    std::vector<std::string> keys = fieldKeys(r);
+    auto it = std::find(keys.begin(), keys.end(), key);
+    return it == keys.end() ? -1 : int(it - keys.begin());
   }
-
-  /* Key of the record that field i of record r holds in line, or "". */
-  std::string inLine(int r, int i) const {
-    int nested = model.records[r].fields[i].nested;
-    return nested >= 0 ? records[nested] : std::string();
-  }
-};
-
-struct Holder {
-  std::string record, field;
 };
 
 struct Ruled {
@@ -128,21 +144,11 @@ struct Ruled {
 
 class Judge {
 public:
-  Judge(const kitModel &a, const kitModel &b) : old_(a), new_(b) {
-    for (int r = 0; r < a.recordCount; r++)
-      for (int i = 0; i < a.records[r].fieldCount; i++) {
-        std::string inner = old_.inLine(r, i);
-        if (inner.empty()) continue;
-        heldInOld_.insert(inner);
-        int nr = new_.record(old_.records[r]);
-        int ni = nr < 0 ? -1 : new_.field(nr, old_.fields[r][i]);
-        if (ni >= 0 && new_.inLine(nr, ni) == inner)
-          holders_[inner].push_back({old_.records[r], old_.fields[r][i]});
-      }
-  }
+  Judge(const kitModel &a, const kitModel &b) : old_(a), new_(b) {}
 
-  /* The nestedLayout changes that the changes of records give rise to:
-  ** a breadth-first walk up through the holders, each record once. */
+  /* The nestedLayout changes that the changes of records give rise to: a
+  ** breadth-first walk up through the records that hold a changed record
+  ** in line in both models, each record once. */
   std::vector<Ruled> inherited(const kitChanges &list) const {
     std::deque<std::string> work;
     std::set<std::string> seen;
@@ -155,12 +161,17 @@ public:
     while (!work.empty()) {
       std::string inner = work.front();
       work.pop_front();
-      auto it = holders_.find(inner);
-      if (it == holders_.end()) continue;
-      for (const Holder &h : it->second) {
-        found.push_back({KIT_NESTED_LAYOUT, KIT_RECORD, h.record, h.field, inner, inner,
-                         KIT_BREAKING});
-        if (seen.insert(h.record).second) work.push_back(h.record);
+      int at = old_.record(inner);
+      if (at < 0) continue;
+      for (auto [r, i] : old_.holders[at]) {
+        const std::string &holder = old_.records[r];
+        std::string field = old_.fieldKey(r, i);
+        int nr = new_.record(holder);
+        int ni = nr < 0 ? -1 : new_.field(nr, field);
+        int held = ni < 0 ? -1 : new_.model.records[nr].fields[ni].nested;
+        if (held < 0 || new_.records[held] != inner) continue;
+        found.push_back({KIT_NESTED_LAYOUT, KIT_RECORD, holder, field, inner, inner, KIT_BREAKING});
+        if (seen.insert(holder).second) work.push_back(holder);
       }
     }
     return found;
@@ -173,15 +184,20 @@ public:
     switch (attr) {
     case KIT_ADDED: return codeWasTaken(c) ? KIT_BREAKING : KIT_COMPATIBLE;
     case KIT_ARRAY_COUNT:
-      return c.defKind == KIT_DATA || heldInOld_.count(c.def) ? KIT_BREAKING : KIT_COMPATIBLE;
+      return c.defKind == KIT_DATA || heldInOld(c.def) ? KIT_BREAKING : KIT_COMPATIBLE;
     case KIT_LEVEL: return std::string(c.oldText) == "0" ? KIT_COMPATIBLE : KIT_BREAKING;
     case KIT_FIELD_ADDED:
-      return heldInOld_.count(c.def) || !afterAllOld(c) ? KIT_BREAKING : KIT_COMPATIBLE;
+      return heldInOld(c.def) || !afterAllOld(c) ? KIT_BREAKING : KIT_COMPATIBLE;
     default: return KIT_BREAKING;
     }
   }
 
 private:
+  bool heldInOld(const std::string &record) const {
+    int at = old_.record(record);
+    return at >= 0 && !old_.holders[at].empty();
+  }
+
   /* An added definition whose local code OLD gave to a definition of the
   ** same kind. */
   bool codeWasTaken(const kitChange &c) const {
@@ -198,15 +214,13 @@ private:
   bool afterAllOld(const kitChange &c) const {
     int nr = new_.record(c.def), orr = old_.record(c.def);
     if (nr < 0 || orr < 0) return false;
-    const std::vector<std::string> &fields = new_.fields[nr];
+    std::vector<std::string> fields = new_.fieldKeys(nr), before = old_.fieldKeys(orr);
     for (size_t i = size_t(std::atoi(c.newText)) + 1; i < fields.size(); i++)
-      if (old_.field(orr, fields[i]) >= 0) return false;
+      if (std::find(before.begin(), before.end(), fields[i]) != before.end()) return false;
     return true;
   }
 
   Side old_, new_;
-  std::set<std::string> heldInOld_;
-  std::map<std::string, std::vector<Holder>> holders_;
 };
 
 } // namespace
