@@ -104,5 +104,14 @@ int main(int argc, char **argv) {
                 ratio(r.rkdd, r.protobuf).c_str(), ratio(r.rkdd, r.bare).c_str());
   }
   std::printf("\nEach ratio is rkdd's time (or peak memory) over the column's; below 1 means rkdd is faster.\n");
+
+  /* The diff of two versions one field apart, beside one import of a version. */
+  std::printf("\n%-40s %12s %14s\n", "rkdd diff, 2048/1792/255, one field", "rkdd", "/ one import");
+  const char *diffs[][2] = {{"models and rules", "Diff/diff/2048/1792/255"},
+                            {"with both imports", "Diff/command/2048/1792/255"}};
+  for (const auto &d : diffs) {
+    std::string own = v.count(d[1]) ? amount(v[d[1]], false) : "missing";
+    std::printf("  %-38s %12s %14s\n", d[0], own.c_str(), ratio(d[1], "Diff/import/2048/1792/255").c_str());
+  }
   return 0;
 }
