@@ -16,7 +16,7 @@ cmake --build build-fuzz -j "$jobs"
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 failed=0
-for target in reader import store; do
+for target in reader import store roundtrip; do
   dir="$work/$target"
   mkdir -p "$dir/corpus" "$dir/artifacts"
   cp fuzz/corpus/"$target"/* "$dir/corpus/"

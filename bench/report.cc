@@ -105,13 +105,28 @@ int main(int argc, char **argv) {
   }
   std::printf("\nEach ratio is rkdd's time (or peak memory) over the column's; below 1 means rkdd is faster.\n");
 
+  /* The companion library (rkdd_bench_export), beside the import of the same site. */
+  const std::string wide = "2048/1792/255", import = "Export/import/" + wide;
+  if (v.count(import)) {
+    std::string title = "rkddkit measure, " + wide;
+    std::printf("\n%-40s %12s %14s\n", title.c_str(), "time", "/ import");
+    for (const char *what : {"import", "export", "compare"}) {
+      std::string key = std::string("Export/") + what + "/" + wide;
+      std::printf("%-40s %12s %14s\n", what, v.count(key) ? amount(v[key], false).c_str() : "missing",
+                  ratio(key, import).c_str());
+    }
+  }
+
   /* The diff of two versions one field apart, beside one import of a version. */
-  std::printf("\n%-40s %12s %14s\n", "rkdd diff, 2048/1792/255, one field", "rkdd", "/ one import");
-  const char *diffs[][2] = {{"models and rules", "Diff/diff/2048/1792/255"},
-                            {"with both imports", "Diff/command/2048/1792/255"}};
-  for (const auto &d : diffs) {
-    std::string own = v.count(d[1]) ? amount(v[d[1]], false) : "missing";
-    std::printf("  %-38s %12s %14s\n", d[0], own.c_str(), ratio(d[1], "Diff/import/2048/1792/255").c_str());
+  const std::string diffImport = "Diff/import/" + wide;
+  if (v.count(diffImport)) {
+    std::printf("\n%-40s %12s %14s\n", "rkdd diff, 2048/1792/255, one field", "rkdd", "/ one import");
+    const char *diffs[][2] = {{"models and rules", "Diff/diff/"}, {"with both imports", "Diff/command/"}};
+    for (const auto &d : diffs) {
+      std::string key = d[1] + wide;
+      std::printf("  %-38s %12s %14s\n", d[0], v.count(key) ? amount(v[key], false).c_str() : "missing",
+                  ratio(key, diffImport).c_str());
+    }
   }
   return 0;
 }

@@ -7,7 +7,7 @@ cd "$(dirname "$0")/.."
 build=${BUILD_DIR:-build-bench}
 
 cmake -S . -B "$build" -G Ninja -DRKDD_BENCH=ON -DCMAKE_BUILD_TYPE=Release >/dev/null
-cmake --build "$build" --target rkdd_bench rkdd_bench_report rkdd_schemagen_tool >/dev/null
+cmake --build "$build" --target rkdd_bench rkdd_bench_report rkdd_schemagen_tool rkdd_bench_export >/dev/null
 
 results="$build/bench/results"
 rm -rf "$results"
@@ -24,6 +24,13 @@ for group in Import Memory SetCode Sites10 Peers10 Fields255 Diff; do
     --benchmark_out="$results/$group.json" --benchmark_out_format=json "$@" >"$results/$group.txt" 2>&1 \
     || { cat "$results/$group.txt" >&2; exit 1; }
 done
+
+# The companion library: export and comparison beside the import they follow.
+echo "== Export" >&2
+"$build/bench/rkdd_bench_export" --benchmark_min_time=0.2 --benchmark_repetitions=3 \
+  --benchmark_enable_random_interleaving=true --benchmark_report_aggregates_only=true \
+  --benchmark_out="$results/Export.json" --benchmark_out_format=json "$@" >"$results/Export.txt" 2>&1 \
+  || { cat "$results/Export.txt" >&2; exit 1; }
 
 echo
 "$build/bench/rkdd_bench_report" "$results"

@@ -26,15 +26,16 @@ struct Emitted {
 
 class HeaderWriter {
 public:
-  explicit HeaderWriter(std::ostream &out) : out_(out) {}
+  HeaderWriter(std::ostream &out, const kitModel &model) : out_(out), model_(model) {}
   void record(int code);
 
 private:
   std::string identifier(const std::string &name, std::set<std::string> &taken);
-  std::string member(const FieldView &f, const std::string &name, std::string *comment);
+  std::string member(const kitField &f, const std::string &name, std::string *comment);
   std::string scalar(int code, int size, std::string *comment);
 
   std::ostream &out_;
+  const kitModel &model_;
   std::map<int, Emitted> done_;
   std::set<int> onTheWay_;
   std::set<std::string> tags_;
@@ -90,10 +91,10 @@ std::string HeaderWriter::scalar(int code, int size, std::string *comment) {
 
 /* The declaration of one member of size f.size, or "" when none can be
 ** written; *comment says what it holds. */
-std::string HeaderWriter::member(const FieldView &f, const std::string &name,
+std::string HeaderWriter::member(const kitField &f, const std::string &name,
                                  std::string *comment) {
   std::string bytes = "uint8_t " + name + "[" + std::to_string(f.size) + "];";
-  if (f.pointer) {
+  if (f.kind == DD_KIND_POINTER) {
     *comment = "pointer to " + nameOf(f.code);
     return f.size == 4 ? "uint32_t " + name + ";" : bytes;
   }
@@ -126,9 +127,9 @@ std::string HeaderWriter::member(const FieldView &f, const std::string &name,
 void HeaderWriter::record(int code) {
   if (done_.count(code) || onTheWay_.count(code)) return;
   onTheWay_.insert(code);
-  std::vector<FieldView> fields = recordFields(code);
-  for (const FieldView &f : fields)
-    if (f.inLine && f.problem == FIELD_OK) record(f.code);
+  std::span<const kitField> fields = recordFields(model_, code);
+  for (const kitField &f : fields)
+    if (f.inLine && f.problem == KIT_FIELD_OK) record(f.code);
   onTheWay_.erase(code);
 
   Emitted e;
@@ -139,10 +140,10 @@ void HeaderWriter::record(int code) {
   long long cursor = 0;
   int members = 0;
   bool gaps = false;
-  for (const FieldView &f : fields) {
+  for (const kitField &f : fields) {
     std::string name = identifier(nameOf(f.code), names);
-    if (f.problem != FIELD_OK || f.size <= 0 || f.offset != cursor) {
-      std::string why = f.problem != FIELD_OK ? problemText(f.problem)
+    if (f.problem != KIT_FIELD_OK || f.size <= 0 || f.offset != cursor) {
+      std::string why = f.problem != KIT_FIELD_OK ? problemText(f.problem)
                         : f.size == 0         ? "takes no bytes"
                         : f.size < 0          ? "length unknown"
                                               : "does not follow the field before it";
@@ -208,8 +209,10 @@ int cmdHeader(const std::string &file, const std::string &output) {
        << "** the assertions make the compiler prove it. Needs C11.\n*/\n"
        << "#ifndef " << guard << "\n#define " << guard << "\n\n"
        << "#include <stddef.h>\n#include <stdint.h>\n\n#pragma pack(push, 1)\n";
-  HeaderWriter writer(text);
-  for (int code : recordCodes(loaded.site)) writer.record(code);
+  Model model = readModel(loaded.site);
+  if (!model) return EXIT_FAILED;
+  HeaderWriter writer(text, *model);
+  for (int i = 0; i < model->recordCount; i++) writer.record(model->records[i].code);
   text << "\n#pragma pack(pop)\n\n#endif /* " << guard << " */\n";
 
   if (output.empty() || output == "-") {

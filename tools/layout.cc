@@ -40,18 +40,18 @@ std::string typeWord(int code) {
   return t ? t : "type " + std::to_string(ddGetTagType(code));
 }
 
-std::string arraySuffix(const FieldView &f) {
+std::string arraySuffix(const kitField &f) {
   return f.arrayCount >= 2 ? std::string("[").append(std::to_string(f.arrayCount)).append("]") : "";
 }
 
-void expand(int record, long long base, int depth, std::vector<int> &path,
+void expand(const kitModel &model, int record, long long base, int depth, std::vector<int> &path,
             std::vector<Line> &lines) {
   path.push_back(record);
-  for (const FieldView &f : recordFields(record)) {
+  for (const kitField &f : recordFields(model, record)) {
     long long at = base + f.offset;
     std::string name = nameOf(f.code);
     std::string extra = problemText(f.problem);
-    if (f.pointer) {
+    if (f.kind == DD_KIND_POINTER) {
       std::string target = ddGetRSchema(f.code) ? "struct " + name : typeWord(f.code);
       if (ddGetSchema(f.code) == nullptr) target = "void";
       lines.push_back({depth, target + " *" + name + ";", note(at, f.size, "pointer")});
@@ -62,7 +62,7 @@ void expand(int record, long long base, int depth, std::vector<int> &path,
     else if (f.bitPos != 0 && extra.empty())
       extra = "bit position " + std::to_string(f.bitPos);
     bool inPath = std::find(path.begin(), path.end(), f.code) != path.end();
-    if (!f.inLine || f.problem != FIELD_OK || inPath || depth >= kMaxDepth) {
+    if (!f.inLine || f.problem != KIT_FIELD_OK || inPath || depth >= kMaxDepth) {
       std::string type = f.inLine               ? "struct " + name
                          : ddGetSchema(f.code) ? typeWord(f.code)
                                                : "(no definition)";
@@ -78,18 +78,18 @@ void expand(int record, long long base, int depth, std::vector<int> &path,
       continue;
     }
     lines.push_back({depth, "struct " + name + " {", note(at, f.size, extra)});
-    expand(f.code, at, depth + 1, path, lines);
+    expand(model, f.code, at, depth + 1, path, lines);
     lines.push_back({depth, "} " + name + arraySuffix(f) + ";", ""});
   }
   path.pop_back();
 }
 
 /* The record of the loaded site with this name, or with this code. */
-int findRecord(int site, const std::string &wanted) {
-  for (int code : recordCodes(site))
-    if (nameOf(code) == wanted) return code;
-  for (int code : recordCodes(site))
-    if (std::to_string(code) == wanted) return code;
+int findRecord(const kitModel *model, const std::string &wanted) {
+  for (int i = 0; model && i < model->recordCount; i++)
+    if (nameOf(model->records[i].code) == wanted) return model->records[i].code;
+  for (int i = 0; model && i < model->recordCount; i++)
+    if (std::to_string(model->records[i].code) == wanted) return model->records[i].code;
   return 0;
 }
 
@@ -100,7 +100,8 @@ int cmdLayout(const std::string &file, const std::string &recordName) {
   Loaded loaded = loadSchema(file);
   relayDiagnostics(loaded);
   if (loaded.site < 0) return EXIT_FAILED;
-  int record = findRecord(loaded.site, recordName);
+  Model model = readModel(loaded.site);
+  int record = findRecord(model.get(), recordName);
   if (record == 0) {
     std::cerr << "rkdd: " << file << " has no record " << recordName << "\n";
     return EXIT_FAILED;
@@ -114,7 +115,7 @@ int cmdLayout(const std::string &file, const std::string &recordName) {
   std::vector<Line> lines;
   lines.push_back({0, "struct " + nameOf(record) + " {", head});
   std::vector<int> path;
-  expand(record, 0, 1, path, lines);
+  expand(*model, record, 0, 1, path, lines);
   lines.push_back({1, "/* size: " + std::to_string(ddGetLength(record)) + " bytes, " +
                         std::to_string(ddGetFieldCount(record)) + " fields */", ""});
   lines.push_back({0, "};", ""});

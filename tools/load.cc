@@ -114,21 +114,3 @@ void relayDiagnostics(const Loaded &loaded) {
   for (const std::string &d : loaded.diagnostics) std::cerr << loaded.path << ": " << d << "\n";
   if (!loaded.imported) std::cerr << loaded.path << ": import failed\n";
 }
-
-std::vector<int> recordCodes(int site) {
-  std::vector<int> codes;
-  ddSite *s = ddSiteNo2SiteInfo(site);
-  for (int n = 0; s != nullptr && n < s->recordCount; n++)
-    if (ddRSchema *r = ddSiteGetNthRSchema(site, n); r != nullptr && r->head.code != 0)
-      codes.push_back(r->head.code);
-  return codes;
-}
-
-std::vector<int> dataCodes(int site) {
-  std::vector<int> codes;
-  ddSite *s = ddSiteNo2SiteInfo(site);
-  for (int n = 0; s != nullptr && n < s->dataCount; n++)
-    if (ddDSchema *d = ddSiteGetNthDSchema(site, n); d != nullptr && d->head.code != 0)
-      codes.push_back(d->head.code);
-  return codes;
-}

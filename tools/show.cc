@@ -49,7 +49,7 @@ void attributesJson(Json &j, int code) {
   j["extends"] = text(head->xcodeName);
 }
 
-Json recordJson(int code) {
+Json recordJson(const kitModel &model, int code) {
   Json j;
   headJson(j, code);
   int level = ddGetIlevel(code);
@@ -65,7 +65,7 @@ Json recordJson(int code) {
   j["children"] = linkNames(ddGetChildCount(code), ddGetChild(code));
   j["aliases"] = linkNames(ddGetAliasCount(code), ddGetAlias(code));
   Json fields = Json::array();
-  for (const FieldView &f : recordFields(code)) {
+  for (const kitField &f : recordFields(model, code)) {
     Json field;
     field["offset"] = f.offset;
     field["size"] = f.size;
@@ -74,7 +74,7 @@ Json recordJson(int code) {
     field["code"] = f.code;
     field["name"] = nameOf(f.code);
     field["type"] = fieldType(f);
-    field["problem"] = f.problem == FIELD_OK ? Json(nullptr) : Json(problemText(f.problem));
+    field["problem"] = f.problem == KIT_FIELD_OK ? Json(nullptr) : Json(problemText(f.problem));
     fields.push_back(field);
   }
   j["fields"] = fields;
@@ -106,8 +106,10 @@ Json fileJson(const Loaded &loaded) {
   j["site"] = loaded.site >= 0 ? Json(loaded.site) : Json(nullptr);
   j["diagnostics"] = loaded.diagnostics;
   Json records = Json::array(), data = Json::array();
-  for (int code : recordCodes(loaded.site)) records.push_back(recordJson(code));
-  for (int code : dataCodes(loaded.site)) data.push_back(dataJson(code));
+  Model model = readModel(loaded.site);
+  for (int i = 0; model && i < model->recordCount; i++)
+    records.push_back(recordJson(*model, model->records[i].code));
+  for (int i = 0; model && i < model->dataCount; i++) data.push_back(dataJson(model->data[i].code));
   j["records"] = records;
   j["data"] = data;
   return j;

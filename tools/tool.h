@@ -6,7 +6,11 @@
 #ifndef RKDD_TOOL_H
 #define RKDD_TOOL_H
 
+#include <rkdd/kit.h>
+
 #include <cstdio>
+#include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -26,8 +30,6 @@ bool canOpen(const std::string &path, std::string *why);
 bool openAll(const std::vector<std::string> &paths);
 Loaded loadSchema(const std::string &path);
 void relayDiagnostics(const Loaded &loaded);
-std::vector<int> recordCodes(int site);
-std::vector<int> dataCodes(int site);
 
 /* names.cc */
 const char *tagTypeName(int tagType);
@@ -36,22 +38,12 @@ const char *kindName(int kind);
 std::string nameOf(int code);
 std::string fmtFloat(float value);
 
-/* fields.cc */
-enum Problem { FIELD_OK, FIELD_UNRESOLVED, FIELD_CYCLE, FIELD_NO_SIZE, FIELD_BAD_KIND };
-struct FieldView {
-  int code = 0;
-  int kind = 0;
-  int bitPos = 0;
-  int offset = 0;
-  int size = 0;        /* bytes the slot takes in the packed layout */
-  int arrayCount = 1;  /* of the definition the slot holds */
-  bool inLine = false; /* a record held in line */
-  bool pointer = false;
-  Problem problem = FIELD_OK;
-};
-std::vector<FieldView> recordFields(int record);
-std::string fieldType(const FieldView &f);
-const char *problemText(Problem p);
+/* fields.cc: the site a file became, as the companion library reads it. */
+using Model = std::unique_ptr<kitModel, decltype(&kitModelFree)>;
+Model readModel(int site);
+std::span<const kitField> recordFields(const kitModel &model, int record);
+std::string fieldType(const kitField &f);
+const char *problemText(int problem);
 
 /* One function per command; each gives the exit status. */
 int cmdShow(const std::vector<std::string> &files, bool json);

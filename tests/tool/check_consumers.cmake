@@ -16,10 +16,10 @@ run(${CMAKE_COMMAND} --build ${WORK}/cmake)
 run(${WORK}/cmake/consumer)
 
 set(ENV{PKG_CONFIG_PATH} ${STAGE}/lib/pkgconfig)
-execute_process(COMMAND pkg-config --define-prefix --cflags --libs rkdd
+execute_process(COMMAND pkg-config --define-prefix --cflags --libs rkddkit
   OUTPUT_VARIABLE flags OUTPUT_STRIP_TRAILING_WHITESPACE RESULT_VARIABLE status)
 if(NOT status EQUAL 0)
-  message(FATAL_ERROR "pkg-config does not know rkdd")
+  message(FATAL_ERROR "pkg-config does not know rkddkit")
 endif()
 separate_arguments(flags UNIX_COMMAND "${flags}")
 separate_arguments(extra UNIX_COMMAND "${FLAGS}")

@@ -5,7 +5,7 @@ execute_process(COMMAND ${CMAKE_COMMAND} --install ${BUILD} --prefix ${STAGE}
 if(NOT status EQUAL 0)
   message(FATAL_ERROR "cmake --install gave ${status}")
 endif()
-foreach(file include/rkdd/rkdd.h)
+foreach(file include/rkdd/rkdd.h include/rkdd/kit.h)
   if(NOT EXISTS ${STAGE}/${file})
     message(FATAL_ERROR "${file} was not installed")
   endif()

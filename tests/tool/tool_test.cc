@@ -187,6 +187,23 @@ TEST(Tool, DiffSaysWhatBreaksAndExitsByIt) {
   EXPECT_NE(help.out.find("--breaking"), std::string::npos);
 }
 
+/* The exported text is a fixed point of export, and shows as the same site. */
+TEST(Tool, ExportWritesTextThatExportsToItselfAndShowsTheSame) {
+  std::string first = tempPath("a.schema");
+  Result a = rkdd("export " + kScene + " -o " + first);
+  EXPECT_EQ(a.status, 0);
+  EXPECT_EQ(a.out, "");
+  Result again = rkdd("export " + first);
+  EXPECT_EQ(again.status, 0);
+  EXPECT_EQ(again.out, slurp(first));
+  EXPECT_EQ(again.err.find("kit:"), std::string::npos) << again.err;
+  nlohmann::json original = nlohmann::json::parse(rkdd("show --json " + kScene).out);
+  nlohmann::json exported = nlohmann::json::parse(rkdd("show --json " + first).out);
+  std::remove(first.c_str());
+  for (const char *part : {"records", "data"})
+    EXPECT_EQ(original["files"][0][part], exported["files"][0][part]) << part;
+}
+
 TEST(Tool, UsageErrorsAndUnopenableFilesExitWithTwo) {
   EXPECT_EQ(rkdd("").status, 2);
   EXPECT_EQ(rkdd("frobnicate " + kScene).status, 2);
@@ -203,7 +220,9 @@ TEST(Tool, UsageErrorsAndUnopenableFilesExitWithTwo) {
   Result version = rkdd("--version");
   EXPECT_EQ(version.status, 0);
   EXPECT_EQ(version.out.rfind("rkdd ", 0), 0u);
-  for (const char *command : {"show", "layout", "check", "header"}) {
+  EXPECT_EQ(rkdd("export " + kScene + " -o /nonexistent/dir/x.schema").status, 2);
+  EXPECT_EQ(rkdd("export no/such.schema").status, 2);
+  for (const char *command : {"show", "layout", "check", "header", "export"}) {
     Result help = rkdd(std::string(command) + " --help");
     EXPECT_EQ(help.status, 0) << command;
     EXPECT_NE(help.out.find("FILE"), std::string::npos) << command;

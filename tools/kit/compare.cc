@@ -156,70 +156,57 @@ private:
     fields(name, a, b);
   }
 
-  /* Slots that hold the same names in the same order pair up by place, as
-  ** matching by name would pair them, without building the maps: the case
-  ** of nearly every record of two versions of a schema. */
-  static bool sameNames(const kitDef &a, const kitDef &b) {
-    if (a.fieldCount != b.fieldCount) return false;
-    for (int i = 0; i < a.fieldCount; i++) {
-      const kitField &f = a.fields[i], &g = b.fields[i];
-      if (f.name && g.name ? std::strcmp(f.name, g.name) != 0
-                           : f.name != g.name || f.local != g.local)
-        return false;
-    }
-    return true;
-  }
-
-  /* The key of slot i, as byName gives it. */
-  static std::string slotKey(const kitDef &d, int i) {
-    std::string key = fieldKey(d.fields[i]);
-    int n = 1;
-    for (int k = 0; k < i; k++) n += fieldKey(d.fields[k]) == key;
-    return n > 1 ? key + "#" + std::to_string(n) : key;
-  }
-
-  void fields(const std::string &name, const kitDef &a, const kitDef &b) {
-    if (sameNames(a, b)) {
-      for (int i = 0; i < a.fieldCount; i++)
-        if (!sameSlot(a.fields[i], b.fields[i]))
-          slot(name, slotKey(a, i), a, a.fields[i], b, b.fields[i]);
-      return;
-    }
-    auto oldFields = byName(a.fields, a.fieldCount, fieldKey);
-    auto newFields = byName(b.fields, b.fieldCount, fieldKey);
-    for (const auto &[field, f] : oldFields) {
-      auto it = newFields.find(field);
-      if (it == newFields.end())
-        add(KIT_FIELD_REMOVED, KIT_RECORD, name, field, std::to_string(f - a.fields), "");
-      else
-        slot(name, field, a, *f, b, *it->second);
-    }
-    for (const auto &[field, g] : newFields)
-      if (!oldFields.count(field))
-        add(KIT_FIELD_ADDED, KIT_RECORD, name, field, "", std::to_string(g - b.fields));
-  }
-
-  static bool sameSlot(const kitField &f, const kitField &g) {
-    return f.kind == g.kind && f.offset == g.offset && f.size == g.size &&
-           f.bitPos == g.bitPos && f.arrayCount == g.arrayCount && f.tagType == g.tagType;
-  }
-
-  void slot(const std::string &name, const std::string &field, const kitDef &a,
-            const kitField &f, const kitDef &b, const kitField &g) {
+  void field(const std::string &name, const std::string &key, const kitDef &a, const kitField &f,
+             const kitDef &b, const kitField &g) {
     auto num = [&](int attr, long long x, long long y) {
-      if (x != y) add(attr, KIT_RECORD, name, field, std::to_string(x), std::to_string(y));
+      if (x != y) add(attr, KIT_RECORD, name, key, std::to_string(x), std::to_string(y));
     };
     num(KIT_FIELD_INDEX, &f - a.fields, &g - b.fields);
-    if (f.kind != g.kind)
-      add(KIT_FIELD_KIND, KIT_RECORD, name, field, kindText(f.kind), kindText(g.kind));
+    if (f.kind != g.kind) add(KIT_FIELD_KIND, KIT_RECORD, name, key, kindText(f.kind), kindText(g.kind));
     num(KIT_FIELD_OFFSET, f.offset, g.offset);
     num(KIT_FIELD_SIZE, f.size, g.size);
     num(KIT_FIELD_BIT_POS, f.bitPos, g.bitPos);
     num(KIT_FIELD_ARRAY_COUNT, f.arrayCount, g.arrayCount);
     if (f.tagType != g.tagType)
-      add(KIT_FIELD_TAG_TYPE, KIT_RECORD, name, field,
-          f.tagType < 0 ? "(none)" : typeText(f.tagType),
+      add(KIT_FIELD_TAG_TYPE, KIT_RECORD, name, key, f.tagType < 0 ? "(none)" : typeText(f.tagType),
           g.tagType < 0 ? "(none)" : typeText(g.tagType));
+  }
+
+  static bool sameKey(const kitField &f, const kitField &g) {
+    if (f.name == nullptr || g.name == nullptr) return f.name == g.name && f.local == g.local;
+    return std::strcmp(f.name, g.name) == 0;
+  }
+
+  void fields(const std::string &name, const kitDef &a, const kitDef &b) {
+    /* Tables that hold the same names slot by slot pair up slot by slot;
+    ** only where they do not are fields matched through their names. */
+    bool aligned = a.fieldCount == b.fieldCount;
+    for (int k = 0; aligned && k < a.fieldCount; k++) aligned = sameKey(a.fields[k], b.fields[k]);
+    if (aligned) {
+      for (int k = 0; k < a.fieldCount; k++) {
+        const kitField &f = a.fields[k], &g = b.fields[k];
+        if (f.kind == g.kind && f.offset == g.offset && f.size == g.size && f.bitPos == g.bitPos &&
+            f.arrayCount == g.arrayCount && f.tagType == g.tagType)
+          continue;
+        std::string key = fieldKey(f);
+        int n = 0;
+        for (int j = 0; j < k; j++) n += fieldKey(a.fields[j]) == key;
+        field(name, n ? key + "#" + std::to_string(n + 1) : key, a, f, b, g);
+      }
+      return;
+    }
+    auto oldFields = byName(a.fields, a.fieldCount, fieldKey);
+    auto newFields = byName(b.fields, b.fieldCount, fieldKey);
+    for (const auto &entry : oldFields) {
+      auto it = newFields.find(entry.first);
+      if (it == newFields.end())
+        add(KIT_FIELD_REMOVED, KIT_RECORD, name, entry.first, std::to_string(entry.second - a.fields), "");
+      else
+        field(name, entry.first, a, *entry.second, b, *it->second);
+    }
+    for (const auto &[field, g] : newFields)
+      if (!oldFields.count(field))
+        add(KIT_FIELD_ADDED, KIT_RECORD, name, field, "", std::to_string(g - b.fields));
   }
 };
 

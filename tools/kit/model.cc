@@ -66,8 +66,9 @@ void readLinks(kit::Arena &arena, const int *codes, int count, kitLink **out, in
 
 /* The field table as the packed layout left it; the size of a slot is the
 ** library's own figure, also where a cycle or an unknown length made it
-** zero or negative. */
-void readFields(kit::Arena &arena, kitDef &d) {
+** zero or negative. What a slot of the model's own site holds is taken from
+** the model, whose heads are read by then; other codes are asked of the store. */
+void readFields(kit::Arena &arena, const kitModel &m, kitDef &d) {
   const ddField *slots = ddGetField(d.code);
   int count = ddGetFieldCount(d.code);
   if (slots == nullptr || count <= 0) return;
@@ -77,27 +78,44 @@ void readFields(kit::Arena &arena, kitDef &d) {
     const ddField &slot = slots[i];
     kitField &f = d.fields[i];
     f.code = slot.code;
-    f.site = siteOf(slot.code);
+    const kitDef *own = kitFindCode(&m, slot.code);
+    f.site = own ? m.site : siteOf(slot.code);
     f.local = f.site >= 0 ? slot.code - f.site * kSiteSpan : slot.code;
     f.kind = signedKind(slot.bits);
     f.bitPos = static_cast<int>(slot.bits & DD_FIELD_BITPOS_MASK);
     f.offset = slot.offset;
     f.size = distance(slot.offset, i + 1 < count ? slots[i + 1].offset : d.length);
     f.nested = -1;
-    const ddSchema *held = ddGetSchema(slot.code);
-    f.name = held ? arena.copy(held->name) : nullptr;
-    f.arrayCount = held ? ddGetArrayCount(slot.code) : 1;
-    f.tagType = held ? held->tagType : -1;
-    f.holdsData = held != nullptr && ddIsDcode(slot.code);
+    bool held, record;
+    int heldLength;
+    if (own != nullptr) {
+      held = true;
+      record = own->kind == KIT_RECORD;
+      f.name = own->name;
+      f.arrayCount = own->arrayCount;
+      f.tagType = own->tagType;
+      heldLength = own->length;
+      if (record) f.nested = static_cast<int32_t>(own - m.records);
+    } else {
+      const ddSchema *head = ddGetSchema(slot.code);
+      held = head != nullptr;
+      record = held && ddIsRcode(slot.code) && ddGetRSchema(slot.code) != nullptr;
+      f.name = held ? arena.copy(head->name) : nullptr;
+      f.arrayCount = held ? ddGetArrayCount(slot.code) : 1;
+      f.tagType = held ? head->tagType : -1;
+      heldLength = held ? head->length : 0;
+    }
+    f.holdsData = held && !record;
     bool pointer = f.kind == DD_KIND_POINTER;
-    f.inLine = !pointer && ddIsRcode(slot.code) && ddGetRSchema(slot.code) != nullptr;
+    f.inLine = !pointer && record;
+    if (!f.inLine) f.nested = -1;
     if (f.kind != DD_KIND_DC && !pointer && f.kind != DD_KIND_STRUCTURE)
       f.problem = KIT_FIELD_BAD_KIND;
     else if (pointer)
       f.problem = KIT_FIELD_OK;
-    else if (held == nullptr)
+    else if (!held)
       f.problem = KIT_FIELD_UNRESOLVED;
-    else if (f.inLine && f.size == 0 && ddGetLength(slot.code) != 0)
+    else if (f.inLine && f.size == 0 && heldLength != 0)
       f.problem = KIT_FIELD_CYCLE;
     else if (f.size < 0)
       f.problem = KIT_FIELD_NO_SIZE;
@@ -111,7 +129,6 @@ void readRecord(kit::Arena &arena, kitDef &d, int code, int siteNo) {
   d.prefix = arena.copy(r->prefix);
   d.maxId = r->maxId;
   d.subRev = ddGetSubRev(code);
-  readFields(arena, d);
   readLinks(arena, ddGetParent(code), ddGetParentCount(code), &d.parents, &d.parentCount);
   readLinks(arena, ddGetChild(code), ddGetChildCount(code), &d.children, &d.childCount);
   readLinks(arena, ddGetAlias(code), ddGetAliasCount(code), &d.aliases, &d.aliasCount);
@@ -131,6 +148,10 @@ void readData(kit::Arena &arena, kitDef &d, int code, int siteNo) {
 
 /* Index of the definition with this code in defs (sorted by code), or -1. */
 int indexOf(const kitDef *defs, int count, int code) {
+  if (count == 0 || code < defs[0].code || code > defs[count - 1].code) return -1;
+  /* Without gaps the code's distance from the first one is its index. */
+  long long guess = static_cast<long long>(code) - defs[0].code;
+  if (guess >= 0 && guess < count && defs[guess].code == code) return static_cast<int>(guess);
   int lo = 0, hi = count - 1;
   while (lo <= hi) {
     int mid = lo + (hi - lo) / 2;
@@ -175,12 +196,7 @@ kitModel *kitModelRead(int siteNo) {
     for (int n = 0; n < site->dataCount; n++)
       if (ddSiteGetNthDcode(siteNo, n) != 0)
         readData(*arena, m->data[m->dataCount++], firstData + n, siteNo);
-    for (int i = 0; i < m->recordCount; i++) {
-      kitDef &d = m->records[i];
-      for (int k = 0; k < d.fieldCount; k++)
-        if (d.fields[k].inLine && d.fields[k].site == siteNo)
-          d.fields[k].nested = indexOf(m->records, m->recordCount, d.fields[k].code);
-    }
+    for (int i = 0; i < m->recordCount; i++) readFields(*arena, *m, m->records[i]);
     return m;
   } catch (const std::bad_alloc &) {
     delete arena;

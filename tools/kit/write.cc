@@ -17,6 +17,8 @@
 #include <set>
 #include <string>
 #include <string_view>
+#include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 namespace {
@@ -113,6 +115,9 @@ public:
   std::string run() {
     chooseNames();
     markEnums();
+    size_t fields = 0;
+    for (int i = 0; i < m_.recordCount; i++) fields += static_cast<size_t>(m_.records[i].fieldCount);
+    out_.reserve(fields * 24 + static_cast<size_t>(m_.recordCount + m_.dataCount) * 160);
     out_ = "// Schema text written by rkdd export.\n";
     writeData();
     writeRecords();
@@ -157,7 +162,8 @@ private:
       } else {
         name = unique(d.name, taken);
       }
-      names_[d.code] = name;
+      bool item = sayableItem(name, ',', ';');
+      names_[d.code] = {std::move(name), item};
     };
     for (int i = 0; i < m_.dataCount; i++) choose(m_.data[i]);
     for (int i = 0; i < m_.recordCount; i++) choose(m_.records[i]);
@@ -166,7 +172,7 @@ private:
     std::set<std::string> structs, lists;
     for (int i = 0; i < m_.recordCount; i++) {
       const kitDef &r = m_.records[i];
-      const std::string &name = names_[r.code];
+      const std::string &name = this->name(r);
       bool plain = sayableItem(name, ',', '}') && name != "rkNULL" && name != "RK_NULL" &&
                    sayableOption("PARENT", name) && sayableOption("CHILD", name) &&
                    sayableOption("ALIAS", name);
@@ -228,11 +234,10 @@ private:
 
   /* The name a reference is written with, or null when it names nothing in
   ** the site or the name cannot stand as an item there. */
-  const std::string *refName(int code, int site, char sep, char term) {
+  const std::string *refName(int code, int site) {
     if (site != m_.site) return nullptr;
     auto it = names_.find(code);
-    if (it == names_.end() || !sayableItem(it->second, sep, term)) return nullptr;
-    return &it->second;
+    return it != names_.end() && it->second.item ? &it->second.text : nullptr;
   }
 
   /* A text option, or a warning when no value reads back as the text. */
@@ -242,7 +247,7 @@ private:
     if (sayableOption(key, value))
       items.push_back(*value ? std::string(key) + "=" + value : std::string(key));
     else
-      warn("%s %s: its %s cannot be written as %s", kindWord(d), names_[d.code].c_str(), what, key);
+      warn("%s %s: its %s cannot be written as %s", kindWord(d), name(d).c_str(), what, key);
   }
 
   void commonOptions(std::vector<std::string> &items, const kitDef &d) {
@@ -256,7 +261,7 @@ private:
     if (xcode == nullptr && d.extendCode != 0) {
       xcode = d.extendName;
       warn("%s %s: extends a record by code alone; written as XCODE, which attaches it only "
-           "at the next ddSetCode", kindWord(d), names_[d.code].c_str());
+           "at the next ddSetCode", kindWord(d), name(d).c_str());
     }
     textOption(items, d, "XCODE", xcode, "XCODE name");
     textOption(items, d, "LABEL", d.label, "label");
@@ -285,12 +290,16 @@ private:
     return head;
   }
 
-  static size_t padWidth(const kitDef *defs, int count, std::map<int, std::string> &names) {
+  size_t padWidth(const kitDef *defs, int count) {
     size_t width = 0;
-    for (int i = 0; i < count; i++)
-      if (names[defs[i].code].size() <= kPadMax) width = std::max(width, names[defs[i].code].size());
+    for (int i = 0; i < count; i++) {
+      size_t n = name(defs[i]).size();
+      if (n <= kPadMax) width = std::max(width, n);
+    }
     return width;
   }
+
+  const std::string &name(const kitDef &d) { return names_[d.code].text; }
 
   /* Placeholders for the empty slots before local, so that the codes that
   ** follow keep their places. */
@@ -309,12 +318,12 @@ private:
     out_ += "\n";
     if (m_.dataBase != 2048)
       warn("data codes start at %d in the site and at 2048 in an import", m_.dataBase);
-    size_t width = padWidth(m_.data, m_.dataCount, names_);
+    size_t width = padWidth(m_.data, m_.dataCount);
     int next = m_.dataBase;
     for (int i = 0; i < m_.dataCount; i++) {
       const kitDef &d = m_.data[i];
       fillGap(next, d.local, false);
-      const std::string &name = names_[d.code];
+      const std::string &name = this->name(d);
       std::vector<std::string> items;
       const char *type = kitTagTypeName(d.tagType);
       if (type == nullptr) {
@@ -358,20 +367,20 @@ private:
     items.push_back(std::string(key) + "=" + list);
     std::string body;
     for (int i = 0; i < count; i++) {
-      const std::string *name = refName(links[i].code, links[i].site, ',', ';');
-      if (name == nullptr) {
+      const std::string *entry = refName(links[i].code, links[i].site);
+      if (entry == nullptr) {
         warn("record %s: %s entry %d (code %d) names nothing in the site, left out",
-             names_[r.code].c_str(), word, i, links[i].code);
+             name(r).c_str(), word, i, links[i].code);
         body += " /* code " + std::to_string(links[i].code) + " left out */";
         continue;
       }
-      body += " " + *name + ";";
+      body += " " + *entry + ";";
     }
     after += std::string(word) + " " + list + " {" + body + " };\n";
   }
 
   void writeRecord(const kitDef &r, size_t width) {
-    const std::string &name = names_[r.code];
+    const std::string &name = this->name(r);
     std::vector<std::string> items;
     std::string after;
     const char *type = kitTagTypeName(r.tagType);
@@ -412,29 +421,30 @@ private:
   }
 
   void member(const kitDef &r, const kitField &f, int k) {
-    const std::string *ref = refName(f.code, f.site, ',', ';');
+    const std::string *ref = refName(f.code, f.site);
     if (ref == nullptr) {
       warn("record %s: field %d (code %d) names nothing in the site, left out",
-           names_[r.code].c_str(), k, f.code);
+           name(r).c_str(), k, f.code);
       out_ += "    // field " + std::to_string(k) + ": code " + std::to_string(f.code) + " left out\n";
       return;
     }
-    std::string line = "    " + *ref;
+    out_ += "    ";
+    out_ += *ref;
     bool pointer = f.kind == DD_KIND_POINTER;
     int given = pointer ? DD_KIND_POINTER : f.holdsData ? DD_KIND_DC : DD_KIND_STRUCTURE;
     if (f.kind != given)
-      warn("record %s: field %d holds %s with kind %d, which no structure gives", names_[r.code].c_str(),
+      warn("record %s: field %d holds %s with kind %d, which no structure gives", name(r).c_str(),
            k, ref->c_str(), f.kind);
-    if (pointer) line += ", PTR";
-    if (f.bitPos != 0 && !holdsBits(f)) line += ", BIT=" + std::to_string(f.bitPos);
-    out_ += line + ";\n";
+    if (pointer) out_ += ", PTR";
+    if (f.bitPos != 0 && !holdsBits(f)) out_ += ", BIT=" + std::to_string(f.bitPos);
+    out_ += ";\n";
   }
 
   void writeRecords() {
     if (m_.recordCount == 0) return;
     if (m_.recordBase != 256)
       warn("record codes start at %d in the site and at 256 in an import", m_.recordBase);
-    size_t width = padWidth(m_.records, m_.recordCount, names_);
+    size_t width = padWidth(m_.records, m_.recordCount);
     int next = m_.recordBase;
     for (int i = 0; i < m_.recordCount; i++) {
       out_ += "\n";
@@ -446,7 +456,12 @@ private:
   const kitModel &m_;
   FILE *warnings_;
   std::string out_;
-  std::map<int, std::string> names_, structNames_, listNames_;
+  struct Name {
+    std::string text;
+    bool item; /* it can stand as a member or list entry */
+  };
+  std::unordered_map<int, Name> names_;
+  std::unordered_map<int, std::string> structNames_, listNames_;
   std::set<int> enums_;
   std::map<int, int> enumWidths_;
 };

@@ -1,13 +1,18 @@
-/* A program outside the project that uses an installed rkdd. */
+/* A program outside the project that uses an installed rkdd and rkddkit. */
 #include <stdio.h>
 
+#include <rkdd/kit.h>
 #include <rkdd/rkdd.h>
 
 int main(void) {
-  int site, code;
+  int site, code, ok;
+  kitModel *model;
   if (ddNewSite("app", "consumer", &site) == NULL) return 1;
   code = ddNewRecordDef(site);
   ddSetName(code, "thing");
   printf("%d\n", ddNameToCode("thing"));
-  return ddNameToCode("thing") == 256 ? 0 : 1;
+  model = kitModelRead(site);
+  ok = ddNameToCode("thing") == 256 && model != NULL && model->recordCount == 1;
+  kitModelFree(model);
+  return ok ? 0 : 1;
 }
