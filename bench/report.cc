@@ -170,5 +170,17 @@ int main(int argc, char **argv) {
                   ratio(key, import).c_str());
     }
   }
+
+  /* The diff of two versions one field apart, beside one import of a version. */
+  const std::string diffImport = "Diff/import/" + wide;
+  if (v.count(diffImport)) {
+    std::printf("\n%-40s %12s %14s\n", "rkdd diff, 2048/1792/255, one field", "rkdd", "/ one import");
+    const char *diffs[][2] = {{"models and rules", "Diff/diff/"}, {"with both imports", "Diff/command/"}};
+    for (const auto &d : diffs) {
+      std::string key = d[1] + wide;
+      std::printf("  %-38s %12s %14s\n", d[0], v.count(key) ? amount(v[key], false).c_str() : "missing",
+                  ratio(key, diffImport).c_str());
+    }
+  }
   return 0;
 }

@@ -21,7 +21,7 @@ mkdir -p "$results"
 # in the benchmark); Small looks names up in one small site.
 # Repetitions of a group's benchmarks are run in a random order among each
 # other, so that a slow spell of a shared machine falls on all of them alike.
-for group in Import Memory SetCode Sites10 Peers10 Fields255 Start Small; do
+for group in Import Memory SetCode Sites10 Peers10 Fields255 Start Small Diff; do
   echo "== $group" >&2
   "$build/bench/rkdd_bench" --benchmark_filter="^$group/" --benchmark_min_time=0.2 \
     --benchmark_repetitions=3 --benchmark_enable_random_interleaving=true --benchmark_report_aggregates_only=true \

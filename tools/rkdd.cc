@@ -45,7 +45,17 @@ int main(int argc, char **argv) {
   exporter->add_option("FILE", file, "Schema file; - reads standard input")->required();
   exporter->add_option("-o,--output", output, "Write the text to this file, not standard output");
 
-  for (CLI::App *command : {show, layout, check, header, exporter})
+  std::string oldFile, newFile;
+  bool breakingOnly = false;
+  CLI::App *diff = app.add_subcommand(
+    "diff", "Compare two versions of a schema and say which changes break data written with "
+            "the old one; exit 1 if any does");
+  diff->add_option("OLD", oldFile, "The old schema file (- for standard input)")->required();
+  diff->add_option("NEW", newFile, "The new schema file (- for standard input)")->required();
+  diff->add_flag("--json", json, "Print one JSON document instead of text");
+  diff->add_flag("--breaking", breakingOnly, "Print only the breaking changes");
+
+  for (CLI::App *command : {show, layout, check, header, exporter, diff})
     command->add_flag("-q,--quiet", quietWarnings, "Leave out the library's WARNING lines; ERROR lines stay");
 
   app.footer("A FILE of - reads standard input (at most once per command line).\n"
@@ -59,7 +69,8 @@ int main(int argc, char **argv) {
     return code == 0 ? EXIT_OK : EXIT_USAGE;
   }
   /* Standard input holds one schema and is read once. */
-  if (std::count(files.begin(), files.end(), STDIN_ARG) + (file == STDIN_ARG) > 1) {
+  if (std::count(files.begin(), files.end(), STDIN_ARG) + (file == STDIN_ARG) +
+        (oldFile == STDIN_ARG) + (newFile == STDIN_ARG) > 1) {
     std::cerr << "rkdd: standard input (-) may be named only once\n";
     return EXIT_USAGE;
   }
@@ -68,5 +79,6 @@ int main(int argc, char **argv) {
   if (*layout) return cmdLayout(file, record);
   if (*check) return cmdCheck(files);
   if (*exporter) return cmdExport(file, output);
+  if (*diff) return cmdDiff(oldFile, newFile, json, breakingOnly);
   return cmdHeader(file, output);
 }

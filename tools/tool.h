@@ -57,5 +57,6 @@ int cmdLayout(const std::string &file, const std::string &record);
 int cmdCheck(const std::vector<std::string> &files);
 int cmdHeader(const std::string &file, const std::string &output);
 int cmdExport(const std::string &file, const std::string &output);
+int cmdDiff(const std::string &oldFile, const std::string &newFile, bool json, bool breakingOnly);
 
 #endif /* RKDD_TOOL_H */

@@ -164,6 +164,47 @@ TEST(Tool, HeaderWritesAssertedStructsAndCommentsTheRest) {
   EXPECT_NE(odd.out.find("sizeof(struct Holder) == 26"), std::string::npos);
 }
 
+TEST(Tool, DiffSaysWhatBreaksAndExitsByIt) {
+  const std::string v1 = "tests/tool/testdata/car.v1.schema", v2 = "tests/tool/testdata/car.v2.schema",
+                    v3 = "tests/tool/testdata/car.v3.schema";
+  Result breaking = rkdd("diff " + v1 + " " + v2);
+  EXPECT_EQ(breaking.status, 1);
+  EXPECT_EQ(breaking.out, slurp(kTestdata + "car.diff.txt"));
+  EXPECT_EQ(rkdd("diff - " + v2 + " <" + v1).out, breaking.out);
+
+  Result compatible = rkdd("diff " + v1 + " " + v3);
+  EXPECT_EQ(compatible.status, 0);
+  std::vector<std::string> out = lines(compatible.out);
+  ASSERT_EQ(out.size(), 5u);
+  EXPECT_EQ(out[1], "Colour: data item added at code 2051 (compatible)");
+  EXPECT_EQ(out[4], "4 changes: 0 breaking, 4 compatible");
+  EXPECT_EQ(rkdd("diff --breaking " + v1 + " " + v3).out, "4 changes: 0 breaking, 4 compatible\n");
+  EXPECT_EQ(rkdd("diff " + v1 + " " + v1).out, "no changes\n");
+
+  Result json = rkdd("diff --json --breaking " + v1 + " " + v2);
+  EXPECT_EQ(json.status, 1);
+  nlohmann::json doc = nlohmann::json::parse(json.out);
+  ASSERT_EQ(doc["changes"].size(), 12u);
+  EXPECT_EQ(doc["breaking"], 12);
+  EXPECT_EQ(doc["changes"][1], nlohmann::json({{"definition", "Car"}, {"kind", "record"},
+                                               {"field", "Lit"}, {"attribute", "fieldOffset"},
+                                               {"old", "12"}, {"new", "20"}, {"class", "breaking"}}));
+
+  std::string bad = tempPath("bad.schema");
+  std::ofstream(bad) << "nonsense here\n";
+  Result broken = rkdd("diff " + v1 + " " + bad);
+  std::remove(bad.c_str());
+  EXPECT_EQ(broken.status, 2);
+  EXPECT_EQ(broken.out, "");
+  EXPECT_NE(broken.err.find(bad + ": import failed"), std::string::npos);
+  EXPECT_EQ(rkdd("diff " + v1 + " no/such.schema").status, 2);
+  EXPECT_EQ(rkdd("diff " + v1).status, 2);
+  EXPECT_EQ(rkdd("diff - - <" + v1).status, 2);
+  Result help = rkdd("diff --help");
+  EXPECT_EQ(help.status, 0);
+  EXPECT_NE(help.out.find("--breaking"), std::string::npos);
+}
+
 /* The exported text is a fixed point of export, and shows as the same site. */
 TEST(Tool, ExportWritesTextThatExportsToItselfAndShowsTheSame) {
   std::string first = tempPath("a.schema");
