@@ -9,9 +9,8 @@ cd "$(dirname "$0")/.."
 seconds=${RKDD_FUZZ_SECONDS:-60}
 jobs=$(nproc)
 
-CC=clang CXX=clang++ cmake -S . -B build-fuzz -G Ninja -DRKDD_FUZZ=ON -DRKDD_TESTS=OFF \
-  -DCMAKE_BUILD_TYPE=RelWithDebInfo
-cmake --build build-fuzz -j "$jobs"
+cmake --preset fuzz
+cmake --build --preset fuzz -j "$jobs"
 
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT

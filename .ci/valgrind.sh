@@ -14,10 +14,10 @@ cd "$(dirname "$0")/.."
 #
 # The memory layer is built without its pools here (RKDD_POOL=OFF), so that
 # every block is a malloc block of its own that memcheck watches.
-build=${1:-build-valgrind}
+build=build-valgrind
 jobs=$(nproc)
-cmake -S . -B "$build" -G Ninja -DRKDD_POOL=OFF
-cmake --build "$build" -j "$jobs"
+cmake --preset valgrind
+cmake --build --preset valgrind -j "$jobs"
 exclude="^shared_library_exports$"
 echo "== tests under valgrind memcheck (excluded: $exclude)"
 ctest -S .ci/memcheck.cmake -DBUILD="$PWD/$build" -DEXCLUDE="$exclude" -DJOBS="$jobs"

@@ -22,6 +22,7 @@
 #include "peers.h"
 #include "rkdd/rkdd.h"
 #include "schemagen.h"
+#include "startup.h"
 
 namespace {
 
@@ -391,7 +392,9 @@ void registerAll() {
 } // namespace
 
 int main(int argc, char **argv) {
+  if (int status = startup::childMain(argc, argv); status >= 0) return status;
   registerAll();
+  startup::registerAll();
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
   benchmark::RunSpecifiedBenchmarks();

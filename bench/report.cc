@@ -32,6 +32,9 @@ std::map<std::string, double> readResults(const std::vector<std::string> &files)
         values[name] = b["peak_kb"].get<double>();
         continue;
       }
+      /* The start-up children's counts, each under the name and its own. */
+      for (const char *counter : {"faults", "rss_kb", "anon_kb", "heap_kb"})
+        if (b.contains(counter)) values[name + "#" + counter] = b[counter].get<double>();
       /* A manual time is the child's own CPU time; otherwise take this process's. */
       bool manual = b.value("run_name", b.value("name", "")).find("/manual_time") != std::string::npos;
       static const std::map<std::string, double> unit = {{"ns", 1e-9}, {"us", 1e-6}, {"ms", 1e-3}, {"s", 1}};
@@ -106,6 +109,57 @@ int main(int argc, char **argv) {
   }
   std::printf("\nEach ratio is rkdd's time (or peak memory) over the column's; below 1 means rkdd is faster.\n");
 
+  /* Start-up at the small size: each figure of each loader as it is, and
+  ** rkdd's over FlatBuffers'. */
+  struct StartRow {
+    const char *label, *mode, *counter;
+  };
+  const StartRow startRows[] = {
+      {"first load of a process", "first", ""},
+      {"first load, bound at start", "bound", ""},
+      {"warm load (after 4/2/2)", "warm", ""},
+      {"first load over warm load", "", ""},
+      {"page faults, first load", "first", "faults"},
+      {"page faults, warm load", "warm", "faults"},
+      {"resident growth, first load", "first", "rss_kb"},
+      {"  of it anonymous", "first", "anon_kb"},
+      {"resident growth, warm load", "warm", "rss_kb"},
+      {"  of it anonymous", "warm", "anon_kb"},
+      {"heap growth, first load", "first", "heap_kb"},
+      {"heap growth, warm load", "warm", "heap_kb"},
+  };
+  const char *loaders[] = {"rkdd", "flatbuffers", "protobuf", "bare"};
+  auto figure = [&](const StartRow &r, const char *loader) -> double {
+    std::string base = std::string("Start/") + r.mode + "/" + loader;
+    if (r.mode[0] == 0) {
+      std::string first = std::string("Start/first/") + loader, warm = std::string("Start/warm/") + loader;
+      return v.count(first) && v.count(warm) && v[warm] > 0 ? v[first] / v[warm] : -1;
+    }
+    std::string key = r.counter[0] ? base + "#" + r.counter : base;
+    return v.count(key) ? v[key] : -1;
+  };
+  if (v.count("Start/first/rkdd")) {
+    std::printf("\n%-40s %12s %14s %14s %14s %14s\n", "start-up, 64/32/8, a process each", "rkdd", "flatbuffers",
+                "protobuf", "bare pass", "rkdd / fb");
+    for (const StartRow &r : startRows) {
+      std::printf("%-40s", r.label);
+      for (const char *loader : loaders) {
+        double x = figure(r, loader);
+        char text[32] = "-";
+        if (x >= 0 && r.mode[0] == 0) std::snprintf(text, sizeof text, "%.2f", x);
+        else if (x >= 0 && std::string(r.counter) == "faults") std::snprintf(text, sizeof text, "%.0f", x);
+        else if (x >= 0) std::snprintf(text, sizeof text, "%s", amount(x, r.counter[0] != 0).c_str());
+        std::printf(" %*s", loader == loaders[0] ? 12 : 14, text);
+      }
+      double own = figure(r, "rkdd"), fb = figure(r, "flatbuffers");
+      char ratio[32] = "-";
+      if (own >= 0 && fb > 0) std::snprintf(ratio, sizeof ratio, "%.3g", own / fb);
+      std::printf(" %14s\n", ratio);
+    }
+  }
+  for (const char *f : {"Small/ddNameToCode", "Small/flatbuffers_LookupStruct", "Small/protobuf_FindMessageTypeByName"})
+    if (v.count(f)) std::printf("%-40s %12s\n", (std::string("name look-up, 64/32/8: ") + (f + 6)).c_str(),
+                                amount(v[f], false).c_str());
   /* The companion library (rkdd_bench_export), beside the import of the same site. */
   const std::string wide = "2048/1792/255", import = "Export/import/" + wide;
   if (v.count(import)) {
@@ -115,6 +169,18 @@ int main(int argc, char **argv) {
       std::string key = std::string("Export/") + what + "/" + wide;
       std::printf("%-40s %12s %14s\n", what, v.count(key) ? amount(v[key], false).c_str() : "missing",
                   ratio(key, import).c_str());
+    }
+  }
+
+  /* The diff of two versions one field apart, beside one import of a version. */
+  const std::string diffImport = "Diff/import/" + wide;
+  if (v.count(diffImport)) {
+    std::printf("\n%-40s %12s %14s\n", "rkdd diff, 2048/1792/255, one field", "rkdd", "/ one import");
+    const char *diffs[][2] = {{"models and rules", "Diff/diff/"}, {"with both imports", "Diff/command/"}};
+    for (const auto &d : diffs) {
+      std::string key = d[1] + wide;
+      std::printf("  %-38s %12s %14s\n", d[0], v.count(key) ? amount(v[key], false).c_str() : "missing",
+                  ratio(key, diffImport).c_str());
     }
   }
   return 0;

@@ -158,4 +158,12 @@ std::string protoSchema(const Size &size, int site) {
   return out;
 }
 
+std::string rkddSchemaOneFieldChanged(const Size &size, int site) {
+  std::string text = rkddSchema(size, site);
+  size_t body = text.find(cat("struct ", recordName(prefixOf(site), size.records - 1), "Body\n{\n"));
+  size_t end = body == std::string::npos ? body : text.find(";\n", body);
+  if (end != std::string::npos) text.insert(end, ", PTR");
+  return text;
+}
+
 } // namespace gen

@@ -43,6 +43,10 @@ std::string fbsSchema(const Size &size, int site);
 std::string protoSchema(const Size &size, int site);
 std::string prefixOf(int site);
 
+/* The rkdd text with one field changed: the first member of the last
+** record's structure (a record others hold in line) becomes a pointer. */
+std::string rkddSchemaOneFieldChanged(const Size &size, int site);
+
 } // namespace gen
 
 #endif

@@ -2,8 +2,12 @@
 ** The export round trip on arbitrary bytes, each input in a fresh process:
 ** the input is imported, its site exported as schema text, the text
 ** imported as a second site, and the two sites' models compared. Nothing
-** may crash or hang; when the first import printed no ERROR, the two must
-** compare equal and exporting the second must give the same text.
+** may crash or hang; when the first import printed no ERROR, the export
+** must lose nothing, the two sites must compare equal and exporting the
+** second must give the same text. The one exception is an input with a NUL
+** byte: the store keeps texts up to their first NUL, and a text cut there
+** (a quote left open) is one that export, which writes no NUL bytes, warns
+** about and leaves out.
 */
 #include <cstdint>
 #include <cstdlib>
@@ -34,8 +38,8 @@ std::string importQuietly(const char *path, int *site, int *result) {
   return text;
 }
 
-std::string exportText(const kitModel *model) {
-  char *raw = kitSchemaText(model, nullptr, nullptr);
+std::string exportText(const kitModel *model, int *lost) {
+  char *raw = kitSchemaText(model, nullptr, lost);
   FUZZ_CHECK(raw != nullptr);
   std::string text = raw;
   std::free(raw);
@@ -46,13 +50,15 @@ std::string exportText(const kitModel *model) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   const char *path = fuzzWriteInput(data, size);
-  fuzzInChild([path] {
+  bool nul = std::memchr(data, 0, size) != nullptr;
+  fuzzInChild([path, nul] {
     int first = -1, result = 0;
     std::string said = importQuietly(path, &first, &result);
     if (ddSiteCount() == 0) return; /* the read failed: no site */
     kitModel *a = kitModelRead(first);
     FUZZ_CHECK(a != nullptr);
-    std::string text = exportText(a);
+    int lost = 0;
+    std::string text = exportText(a, &lost);
     const uint8_t *bytes = reinterpret_cast<const uint8_t *>(text.data());
     const char *again = fuzzWriteInput(bytes, text.size());
     int second = -1, result2 = 0;
@@ -64,14 +70,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     FUZZ_CHECK(changes != nullptr);
     bool clean = said.find("ERROR") == std::string::npos &&
                  said.find("errors during parsing") == std::string::npos;
-    if (clean) {
+    if (clean) FUZZ_CHECK(lost == 0 || nul);
+    if (clean && lost == 0) {
       for (int i = 0; i < changes->count; i++)
         std::fprintf(stderr, "%s %s %s: %s -> %s\n", changes->changes[i].def,
                      changes->changes[i].field, kitAttrName(changes->changes[i].attr),
                      changes->changes[i].oldText, changes->changes[i].newText);
       FUZZ_CHECK(result2 == 1);
       FUZZ_CHECK(changes->count == 0);
-      FUZZ_CHECK(exportText(b) == text);
+      FUZZ_CHECK(exportText(b, &lost) == text && lost == 0);
     }
     kitChangesFree(changes);
     kitModelFree(a);

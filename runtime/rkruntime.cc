@@ -116,8 +116,9 @@ constexpr size_t kPooledMax = 0;
 constexpr size_t kPooledMax = 256;
 #endif
 constexpr size_t kGrain = sizeof(Tag);
-constexpr size_t kFirstSlab = 4096, kLargestSlab = 64 * 1024;
+constexpr size_t kFirstSlab = 1024, kLargestSlab = 64 * 1024;
 static_assert(kPooledMax < kLargeSize, "pooled sizes fit a tag");
+static_assert(kFirstSlab >= sizeof(Tag) + kPooledMax, "a first slab holds a block of any class");
 
 struct FreeBlock {
   FreeBlock *next;
@@ -128,6 +129,33 @@ struct Pool {
   size_t slabBytes; /* size of the next slab: doubles up to kLargestSlab */
 };
 Pool pools[kPooledMax / kGrain + 1];
+
+/* Slabs are cut in turn from shared regions, so that a program that asks
+** for a few blocks of many classes finds them on a few pages, not on a
+** page or more of each class; the first region is small for the same
+** reason. Slabs start small and double as their class is used. */
+constexpr size_t kFirstRegion = 16 * 1024, kRegion = kLargestSlab;
+struct Region {
+  char *next, *end;
+  size_t taken; /* bytes of all regions so far */
+} region;
+
+/* A slab of want bytes, or of what is left of the region when that still
+** holds at least least bytes; its length in *got. Null when malloc fails. */
+char *takeSlab(size_t want, size_t least, size_t *got) {
+  size_t left = static_cast<size_t>(region.end - region.next);
+  if (region.next == nullptr || left < least) {
+    size_t bytes = region.taken == 0 ? kFirstRegion : kRegion;
+    auto *fresh = static_cast<char *>(std::malloc(bytes));
+    if (fresh == nullptr) return nullptr;
+    region = {fresh, fresh + bytes, region.taken + bytes};
+    left = bytes;
+  }
+  *got = std::min(want, left);
+  char *slab = region.next;
+  region.next += *got;
+  return slab;
+}
 
 bool pooled(size_t size) { return kPooledMax > 0 && size <= kPooledMax; }
 Pool &poolFor(size_t size) { return pools[size == 0 ? 0 : (size - 1) / kGrain]; }
@@ -194,10 +222,11 @@ Tag *takeBlock(size_t size, bool zero) {
     size_t total = sizeof(Tag) + (size == 0 ? kGrain : (size + kGrain - 1) / kGrain * kGrain);
     if (pool.next == nullptr || static_cast<size_t>(pool.end - pool.next) < total) {
       pool.slabBytes = pool.slabBytes == 0 ? kFirstSlab : std::min(2 * pool.slabBytes, kLargestSlab);
-      auto *slab = static_cast<char *>(std::malloc(pool.slabBytes));
+      size_t got;
+      char *slab = takeSlab(pool.slabBytes, total, &got);
       if (slab == nullptr) return nullptr;
       pool.next = slab;
-      pool.end = slab + pool.slabBytes;
+      pool.end = slab + got;
     }
     tag = reinterpret_cast<Tag *>(pool.next);
     pool.next += total;

@@ -105,6 +105,24 @@ TEST(CompiledSite, NamesAndExtensionsResolveAcrossSites) {
   EXPECT_TRUE(ddSiteNo2SiteInfo(4)->dataTable == nullptr && ddSiteNo2SiteInfo(4)->dataMap == nullptr);
 }
 
+TEST(CompiledSite, BoundsBeyondTheCountAreWalkedAndSkippedSlotsLeftAlone) {
+  install("core", coreTables());
+  /* Maps of 2 and 1 slots; the bounds cover 4 and 2 table positions. */
+  static const char *up[] = {"root"};
+  static ddRSchema records[] = {record({.parents = up, .parentCount = 1}),
+                                record({.code = 257, .parents = up, .parentCount = 1}),
+                                record({.code = 256}), record({})};
+  static ddDSchema items[] = {ddDSchema{}, data(2048, "late", MTYPE_INT, 4)};
+  static int32_t rmap[2], dmap[1];
+  ASSERT_EQ(install("long", {records, 2, 256, 259, 256, rmap, items, 1, 2048, 2049, 2048, dmap}), 1);
+  ddSite *s = ddSiteNo2SiteInfo(1);
+  EXPECT_EQ(V({s->recordMap[0], s->recordMap[1], s->dataMap[0]}), V({4096 + 256, 4096 + 257, 4096 + 2048}));
+  EXPECT_TRUE(records[2].links != nullptr && items[1].reservedBlock != nullptr);
+  /* The empty first slot got no links and its names are passed over. */
+  EXPECT_EQ(s->recordTable[0].links, nullptr);
+  EXPECT_EQ(V({s->recordTable[1].links->parentCount, s->recordTable[1].links->parents[0]}), V({1, kRoot}));
+}
+
 TEST(CompiledSite, LevelsStopAtTheTopWithAWarningEachTime) {
   int n;
   ddNewSite("core", "empty core", &n);

@@ -5,6 +5,7 @@
 */
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <fstream>
 #include <string>
 #include <unistd.h>
@@ -18,8 +19,13 @@ using namespace testing::internal; /* CaptureStdout */
 
 namespace {
 using V = std::vector<int>;
-/* One file per process: ctest runs the cases side by side. */
-std::string out, path = testing::TempDir() + "rkdd_import_" + std::to_string(getpid());
+/* One file per process, as ctest runs the cases side by side; removed when
+** the process ends. */
+struct TempFile {
+  std::string name = testing::TempDir() + "rkdd_import_" + std::to_string(getpid());
+  ~TempFile() { std::remove(name.c_str()); }
+} tempFile;
+std::string out, &path = tempFile.name;
 /* Imports a file, or text written to one; leaves the site, and the output in out. */
 int importFile(const std::string &file, int *site) {
   CaptureStdout();

@@ -30,7 +30,7 @@ int cmdDoc(const std::vector<std::string> &files, const std::string &outDir) {
       ok = false;
       continue;
     }
-    sites.push_back({file, model});
+    sites.push_back({loaded.path, model});
   }
   std::string error;
   bool written = writeDocs(sites, outDir, &error);

@@ -18,13 +18,15 @@ int cmdExport(const std::string &file, const std::string &output) {
   relayDiagnostics(loaded);
   if (loaded.site < 0) return EXIT_FAILED;
   kitModel *model = kitModelRead(loaded.site);
-  char *text = model ? kitSchemaText(model, stderr, nullptr) : nullptr;
+  int lost = 0;
+  char *text = model ? kitSchemaText(model, stderr, &lost) : nullptr;
   kitModelFree(model);
   if (text == nullptr) {
     std::cerr << "rkdd: out of memory\n";
     return EXIT_FAILED;
   }
-  int status = loaded.imported ? EXIT_OK : EXIT_FAILED;
+  /* The text is written all the same; a CI can tell it is not the whole site. */
+  int status = loaded.imported && lost == 0 ? EXIT_OK : EXIT_FAILED;
   if (output.empty() || output == "-") {
     std::cout << text;
   } else {

@@ -203,8 +203,8 @@ int cmdHeader(const std::string &file, const std::string &output) {
   if (loaded.site < 0) return EXIT_FAILED;
 
   std::ostringstream text;
-  std::string guard = guardFor(file);
-  text << "/*\n** Packed records of " << file << ", written by rkdd header.\n"
+  std::string guard = guardFor(loaded.path);
+  text << "/*\n** Packed records of " << loaded.path << ", written by rkdd header.\n"
        << "** Each struct lies byte for byte as the library lays the record out;\n"
        << "** the assertions make the compiler prove it. Needs C11.\n*/\n"
        << "#ifndef " << guard << "\n#define " << guard << "\n\n"

@@ -103,7 +103,7 @@ int cmdLayout(const std::string &file, const std::string &recordName) {
   Model model = readModel(loaded.site);
   int record = findRecord(model.get(), recordName);
   if (record == 0) {
-    std::cerr << "rkdd: " << file << " has no record " << recordName << "\n";
+    std::cerr << "rkdd: " << loaded.path << " has no record " << recordName << "\n";
     return EXIT_FAILED;
   }
 

@@ -13,7 +13,22 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-bool canOpen(const std::string &path, std::string *why) {
+bool quietWarnings = false;
+
+namespace {
+
+/* The library reads a schema in one forward pass through a stdio stream, so
+** standard input is handed to it by name (a Linux path) rather than copied
+** to a file first: an endless input is read no further than the library
+** reads, and nothing lands on disk. */
+std::string sourceOf(const std::string &arg) {
+  return arg == STDIN_ARG ? "/dev/stdin" : arg;
+}
+
+} // namespace
+
+bool canOpen(const std::string &arg, std::string *why) {
+  std::string path = sourceOf(arg);
   struct stat st;
   if (stat(path.c_str(), &st) != 0) {
     *why = std::strerror(errno);
@@ -39,7 +54,7 @@ bool openAll(const std::vector<std::string> &paths) {
   for (const std::string &p : paths) {
     std::string why;
     if (!canOpen(p, &why)) {
-      std::cerr << "rkdd: cannot open " << p << ": " << why << "\n";
+      std::cerr << "rkdd: cannot open " << (p == STDIN_ARG ? STDIN_NAME : p) << ": " << why << "\n";
       ok = false;
     }
   }
@@ -49,7 +64,8 @@ bool openAll(const std::vector<std::string> &paths) {
 namespace {
 
 /* Splits captured text into diagnostics. A line that begins with a blank
-** continues the one before it; empty lines carry nothing. */
+** continues the one before it; empty lines carry nothing. Quiet, warnings
+** (and what continues them) are dropped. */
 std::vector<std::string> splitDiagnostics(const std::string &text) {
   std::vector<std::string> lines;
   size_t start = 0;
@@ -65,14 +81,17 @@ std::vector<std::string> splitDiagnostics(const std::string &text) {
     else
       lines.push_back(line.substr(first));
   }
+  if (quietWarnings)
+    std::erase_if(lines, [](const std::string &l) { return l.rfind("WARNING", 0) == 0; });
   return lines;
 }
 
 } // namespace
 
-Loaded loadSchema(const std::string &path) {
+Loaded loadSchema(const std::string &arg) {
   Loaded loaded;
-  loaded.path = path;
+  loaded.path = arg == STDIN_ARG ? STDIN_NAME : arg;
+  std::string path = sourceOf(arg);
   std::cout.flush();
   std::fflush(stdout);
   std::FILE *capture = std::tmpfile();

@@ -6,6 +6,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <iostream>
 
 int main(int argc, char **argv) {
@@ -18,28 +19,30 @@ int main(int argc, char **argv) {
   bool json = false;
 
   CLI::App *show = app.add_subcommand("show", "Print the records and data items of schema files");
-  show->add_option("FILE", files, "Schema files, each imported as a site of its own")->required();
+  show->add_option("FILE", files,
+                   "Schema files, each imported as a site of its own; - reads standard input")
+    ->required();
   show->add_flag("--json", json, "Print one JSON document instead of text");
 
   CLI::App *layout = app.add_subcommand("layout", "Draw the packed layout of one record");
-  layout->add_option("FILE", file, "Schema file")->required();
+  layout->add_option("FILE", file, "Schema file; - reads standard input")->required();
   layout->add_option("RECORD", record, "Record name or code")->required();
 
   CLI::App *check = app.add_subcommand(
     "check", "Report the diagnostics of schema files on standard error; "
              "exit 1 if any is an ERROR or an import fails");
-  check->add_option("FILE", files, "Schema files")->required();
+  check->add_option("FILE", files, "Schema files; - reads standard input")->required();
 
   CLI::App *header = app.add_subcommand(
     "header", "Write a C11 header with a packed struct per record and static assertions");
-  header->add_option("FILE", file, "Schema file")->required();
+  header->add_option("FILE", file, "Schema file; - reads standard input")->required();
   header->add_option("-o,--output", output, "Write the header to this file, not standard output");
 
   CLI::App *exporter = app.add_subcommand(
     "export", "Write the canonical schema text of a schema file: what its site holds, in code "
               "order. Comments and define values are not kept; what the text cannot say is "
-              "warned about on standard error");
-  exporter->add_option("FILE", file, "Schema file")->required();
+              "warned about on standard error, and makes the exit status 1");
+  exporter->add_option("FILE", file, "Schema file; - reads standard input")->required();
   exporter->add_option("-o,--output", output, "Write the text to this file, not standard output");
 
   CLI::App *doc = app.add_subcommand(
@@ -47,7 +50,21 @@ int main(int argc, char **argv) {
   doc->add_option("FILE", files, "Schema files, each imported as a site of its own")->required();
   doc->add_option("-o,--output", output, "Folder for the pages (made when missing)")->required();
 
-  app.footer("Exit status: 0 success, 1 an import or a check failed, "
+  std::string oldFile, newFile;
+  bool breakingOnly = false;
+  CLI::App *diff = app.add_subcommand(
+    "diff", "Compare two versions of a schema and say which changes break data written with "
+            "the old one; exit 1 if any does");
+  diff->add_option("OLD", oldFile, "The old schema file (- for standard input)")->required();
+  diff->add_option("NEW", newFile, "The new schema file (- for standard input)")->required();
+  diff->add_flag("--json", json, "Print one JSON document instead of text");
+  diff->add_flag("--breaking", breakingOnly, "Print only the breaking changes");
+
+  for (CLI::App *command : {show, layout, check, header, exporter, diff, doc})
+    command->add_flag("-q,--quiet", quietWarnings, "Leave out the library's WARNING lines; ERROR lines stay");
+
+  app.footer("A FILE of - reads standard input (at most once per command line).\n"
+             "Exit status: 0 success, 1 an import or a check failed, "
              "2 a usage error or a file that does not open.");
 
   try {
@@ -56,11 +73,18 @@ int main(int argc, char **argv) {
     int code = app.exit(e);
     return code == 0 ? EXIT_OK : EXIT_USAGE;
   }
+  /* Standard input holds one schema and is read once. */
+  if (std::count(files.begin(), files.end(), STDIN_ARG) + (file == STDIN_ARG) +
+        (oldFile == STDIN_ARG) + (newFile == STDIN_ARG) > 1) {
+    std::cerr << "rkdd: standard input (-) may be named only once\n";
+    return EXIT_USAGE;
+  }
 
   if (*show) return cmdShow(files, json);
   if (*layout) return cmdLayout(file, record);
   if (*check) return cmdCheck(files);
   if (*exporter) return cmdExport(file, output);
+  if (*diff) return cmdDiff(oldFile, newFile, json, breakingOnly);
   if (*doc) return cmdDoc(files, output);
   return cmdHeader(file, output);
 }

@@ -296,13 +296,16 @@ IndexMap<NumberIndex> numberIndexes;
 ** every block, each piece is a block of its own, so that a write past a
 ** piece is caught. */
 struct Arena {
-  /* The first blocks are small, and only the pages used are ever touched;
-  ** once the buffers hold 1 MiB, each block fills a huge page, which the
-  ** system maps at one fault rather than 512. A small import so pays for no
-  ** huge page it does not fill. */
-  static constexpr size_t kSmallBlock = 256 * 1024, kSmallBlocks = 4;
+  /* The first block is 128 KiB, each next one as large as all before it,
+  ** up to kSmallBlock: blocks of that size are mapped fresh by malloc, so
+  ** only the pages used are ever touched, where a smaller block from the
+  ** heap would be cleared whole. Once the buffers hold 1 MiB, each block
+  ** fills a huge page, which the system maps at one fault rather than 512.
+  ** A small import so pays for no huge page it does not fill. */
+  static constexpr size_t kFirstBlock = 128 * 1024, kSmallBlock = 256 * 1024, kSmallTotal = 1024 * 1024;
   static constexpr size_t kLargestPiece = kSmallBlock / 4;
   char *next = nullptr, *end = nullptr;
+  size_t held = 0;            /* bytes of the blocks carved so far */
   std::vector<void *> blocks; /* every block taken, for ddBufferDiscardAll */
 
   /* size zeroed bytes, aligned for any entry. */
@@ -310,9 +313,11 @@ struct Arena {
     size = (size + 7) & ~size_t{7};
     if (RK_PIECE_BY_PIECE || size > kLargestPiece) return blocks.emplace_back(rkAllocatez(size));
     if (static_cast<size_t>(end - next) < size) {
-      size_t bytes = blocks.size() < kSmallBlocks ? kSmallBlock : RKRUNTIME_HUGE_BLOCK;
+      size_t bytes = held < kSmallTotal ? std::clamp(std::max(held, size), kFirstBlock, kSmallBlock)
+                                         : RKRUNTIME_HUGE_BLOCK;
       next = static_cast<char *>(blocks.emplace_back(rkAllocatez(bytes)));
       end = next + bytes;
+      held += bytes;
     }
     void *piece = next;
     next += size;

@@ -6,6 +6,9 @@
 #define RK_SOURCE_NAME "ddread1"
 #include "ddread.h"
 
+#include <sys/stat.h>
+
+#include <algorithm>
 #include <array>
 #include <cfloat>
 #include <cmath>
@@ -462,8 +465,14 @@ int ddReadSchemaFile(const char *path, ddBuffer *buffer) {
   std::unique_ptr<char, BlockFree> chunk;
   ddStream stream = {};
   if (file) {
-    chunk.reset(static_cast<char *>(rkAllocate(kChunkSize)));
-    stream = {nullptr, nullptr, file.get(), chunk.get(), kChunkSize};
+    /* A file smaller than a chunk needs no more room than it holds: the
+    ** pages of a whole chunk would be touched for nothing. */
+    struct stat info;
+    size_t size = kChunkSize;
+    if (fstat(fileno(file.get()), &info) == 0 && info.st_size > 0)
+      size = std::min(size, static_cast<size_t>(info.st_size));
+    chunk.reset(static_cast<char *>(rkAllocate(size)));
+    stream = {nullptr, nullptr, file.get(), chunk.get(), size};
     refill(&stream);
   }
   /* A file that gives an error on its first read (a directory does) counts

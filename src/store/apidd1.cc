@@ -858,12 +858,14 @@ void fixEntry(const ddSite *, ddDSchema *d) {
 }
 
 /* Walks the slots from first to last, makes each code final and writes it
-** to the map at its index, then demands a full map. Positions the bounds
-** give outside the table's own count are not read. */
+** to the map at its index, then demands a full map. The bounds, not the
+** count, give the positions walked: a table may be longer than its map, its
+** entries past the count still filling map slots (the heap copy then keeps
+** only the first count). Positions before the table's start are not read. */
 template <typename Entry>
 void fixTable(const ddSite *site, Entry *table, int first, int last, int base, int count,
               int32_t *map, const TableTexts &texts) {
-  for (int pos = std::max(first - base, 0); table && pos <= last - base && pos < count; pos++) {
+  for (int64_t pos = std::max<int64_t>(int64_t{first} - base, 0); table && pos <= int64_t{last} - base; pos++) {
     Entry *e = &table[pos];
     if (e->head.code == 0) continue;
     int index = e->head.code - base;

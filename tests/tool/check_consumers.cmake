@@ -1,4 +1,5 @@
-# Installs BUILD into STAGE, then builds the consumer in SOURCE against it
+# Installs BUILD into a prefix other than the one it was configured for,
+# moves the tree elsewhere, then builds the consumer in SOURCE against it
 # twice: through find_package(rkdd CONFIG) and through pkg-config.
 file(REMOVE_RECURSE ${STAGE} ${WORK})
 function(run)
@@ -7,19 +8,26 @@ function(run)
     message(FATAL_ERROR "${ARGN} gave ${status}:\n${out}\n${err}")
   endif()
 endfunction()
-run(${CMAKE_COMMAND} --install ${BUILD} --prefix ${STAGE})
-set(ENV{LD_LIBRARY_PATH} ${STAGE}/lib)
+run(${CMAKE_COMMAND} --install ${BUILD} --prefix ${STAGE}/installed)
+file(RENAME ${STAGE}/installed ${STAGE}/moved)
+set(prefix ${STAGE}/moved)
+set(ENV{LD_LIBRARY_PATH} ${prefix}/lib)
 
-run(${CMAKE_COMMAND} -S ${SOURCE} -B ${WORK}/cmake -G ${GENERATOR} -DCMAKE_PREFIX_PATH=${STAGE}
+run(${CMAKE_COMMAND} -S ${SOURCE} -B ${WORK}/cmake -G ${GENERATOR} -DCMAKE_PREFIX_PATH=${prefix}
     "-DCMAKE_C_FLAGS=${FLAGS}")
 run(${CMAKE_COMMAND} --build ${WORK}/cmake)
 run(${WORK}/cmake/consumer)
 
-set(ENV{PKG_CONFIG_PATH} ${STAGE}/lib/pkgconfig)
-execute_process(COMMAND pkg-config --define-prefix --cflags --libs rkddkit
+# No --define-prefix: the file itself must lead to the moved tree.
+set(ENV{PKG_CONFIG_PATH} ${prefix}/lib/pkgconfig)
+execute_process(COMMAND pkg-config --dont-define-prefix --cflags --libs rkddkit
   OUTPUT_VARIABLE flags OUTPUT_STRIP_TRAILING_WHITESPACE RESULT_VARIABLE status)
 if(NOT status EQUAL 0)
   message(FATAL_ERROR "pkg-config does not know rkddkit")
+endif()
+string(FIND "${flags}" "-I${prefix}/" at)
+if(NOT at EQUAL 0)
+  message(FATAL_ERROR "pkg-config leads elsewhere than ${prefix}: ${flags}")
 endif()
 separate_arguments(flags UNIX_COMMAND "${flags}")
 separate_arguments(extra UNIX_COMMAND "${FLAGS}")

@@ -130,6 +130,24 @@ TEST(Tool, CheckReportsOnlyDiagnosticsAndFailsOnErrors) {
   EXPECT_NE(broken.err.find(bad + ": import failed"), std::string::npos);
 }
 
+TEST(Tool, StandardInputIsReadOnceAndQuietKeepsOnlyErrors) {
+  Result both = rkdd("check -q - " + kScene + " < " + kOdd);
+  EXPECT_EQ(both.status, 1);
+  EXPECT_NE(both.err.find("<stdin>: ERROR: Unknown element, \"Missing\"\n"), std::string::npos);
+  EXPECT_EQ(both.err.find("WARNING"), std::string::npos); /* the scene gives only warnings */
+
+  Result piped = rkdd("show --json - < " + kScene);
+  ASSERT_EQ(piped.status, 0);
+  nlohmann::json file = nlohmann::json::parse(piped.out)["files"][0];
+  EXPECT_EQ(file["file"], "<stdin>");
+  EXPECT_EQ(file["records"].size(), 6u);
+  EXPECT_NE(piped.err.find("<stdin>: WARNING"), std::string::npos);
+
+  Result twice = rkdd("show - - < " + kScene);
+  EXPECT_EQ(twice.status, 2);
+  EXPECT_NE(twice.err.find("standard input (-) may be named only once"), std::string::npos);
+}
+
 TEST(Tool, HeaderWritesAssertedStructsAndCommentsTheRest) {
   Result scene = rkdd("header " + kScene);
   EXPECT_EQ(scene.status, 0);
@@ -144,6 +162,47 @@ TEST(Tool, HeaderWritesAssertedStructsAndCommentsTheRest) {
             std::string::npos);
   EXPECT_EQ(odd.out.find("sizeof(struct Short)"), std::string::npos);
   EXPECT_NE(odd.out.find("sizeof(struct Holder) == 26"), std::string::npos);
+}
+
+TEST(Tool, DiffSaysWhatBreaksAndExitsByIt) {
+  const std::string v1 = "tests/tool/testdata/car.v1.schema", v2 = "tests/tool/testdata/car.v2.schema",
+                    v3 = "tests/tool/testdata/car.v3.schema";
+  Result breaking = rkdd("diff " + v1 + " " + v2);
+  EXPECT_EQ(breaking.status, 1);
+  EXPECT_EQ(breaking.out, slurp(kTestdata + "car.diff.txt"));
+  EXPECT_EQ(rkdd("diff - " + v2 + " <" + v1).out, breaking.out);
+
+  Result compatible = rkdd("diff " + v1 + " " + v3);
+  EXPECT_EQ(compatible.status, 0);
+  std::vector<std::string> out = lines(compatible.out);
+  ASSERT_EQ(out.size(), 5u);
+  EXPECT_EQ(out[1], "Colour: data item added at code 2051 (compatible)");
+  EXPECT_EQ(out[4], "4 changes: 0 breaking, 4 compatible");
+  EXPECT_EQ(rkdd("diff --breaking " + v1 + " " + v3).out, "4 changes: 0 breaking, 4 compatible\n");
+  EXPECT_EQ(rkdd("diff " + v1 + " " + v1).out, "no changes\n");
+
+  Result json = rkdd("diff --json --breaking " + v1 + " " + v2);
+  EXPECT_EQ(json.status, 1);
+  nlohmann::json doc = nlohmann::json::parse(json.out);
+  ASSERT_EQ(doc["changes"].size(), 12u);
+  EXPECT_EQ(doc["breaking"], 12);
+  EXPECT_EQ(doc["changes"][1], nlohmann::json({{"definition", "Car"}, {"kind", "record"},
+                                               {"field", "Lit"}, {"attribute", "fieldOffset"},
+                                               {"old", "12"}, {"new", "20"}, {"class", "breaking"}}));
+
+  std::string bad = tempPath("bad.schema");
+  std::ofstream(bad) << "nonsense here\n";
+  Result broken = rkdd("diff " + v1 + " " + bad);
+  std::remove(bad.c_str());
+  EXPECT_EQ(broken.status, 2);
+  EXPECT_EQ(broken.out, "");
+  EXPECT_NE(broken.err.find(bad + ": import failed"), std::string::npos);
+  EXPECT_EQ(rkdd("diff " + v1 + " no/such.schema").status, 2);
+  EXPECT_EQ(rkdd("diff " + v1).status, 2);
+  EXPECT_EQ(rkdd("diff - - <" + v1).status, 2);
+  Result help = rkdd("diff --help");
+  EXPECT_EQ(help.status, 0);
+  EXPECT_NE(help.out.find("--breaking"), std::string::npos);
 }
 
 /* The exported text is a fixed point of export, and shows as the same site. */
@@ -161,6 +220,11 @@ TEST(Tool, ExportWritesTextThatExportsToItselfAndShowsTheSame) {
   std::remove(first.c_str());
   for (const char *part : {"records", "data"})
     EXPECT_EQ(original["files"][0][part], exported["files"][0][part]) << part;
+
+  Result odd = rkdd("export " + kOdd); /* a field that names nothing cannot be written */
+  EXPECT_EQ(odd.status, 1);
+  EXPECT_NE(odd.out.find("// field 1: code 0 left out"), std::string::npos);
+  EXPECT_NE(odd.err.find("kit: record Holder: field 1 (code 0)"), std::string::npos);
 }
 
 TEST(Tool, UsageErrorsAndUnopenableFilesExitWithTwo) {

@@ -29,7 +29,7 @@ constexpr const char *kAttrNames[KIT_ATTR_COUNT] = {
   "description", "xcode", "extends", "level", "prefix", "maxId", "subRev", "parents",
   "children", "aliases", "range", "default", "defaultText", "enum", "fieldIndex",
   "fieldKind", "fieldOffset", "fieldSize", "fieldBitPos", "fieldArrayCount",
-  "fieldTagType"};
+  "fieldTagType", "nestedLayout"};
 
 std::string text(const char *s) { return s ? std::string(s) : std::string("(none)"); }
 

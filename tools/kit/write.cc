@@ -30,6 +30,7 @@ constexpr size_t kTextMax = 4095;
 constexpr size_t kLineWidth = 96;
 /* Names are padded to this width at most, so that lists line up. */
 constexpr size_t kPadMax = 20;
+constexpr int kSiteSpan = 4096;
 /* Bits of an enumeration whose file gives no LEN. */
 constexpr int kEnumWidth = 4;
 
@@ -167,6 +168,16 @@ private:
     };
     for (int i = 0; i < m_.dataCount; i++) choose(m_.data[i]);
     for (int i = 0; i < m_.recordCount; i++) choose(m_.records[i]);
+    /* Empty slots get placeholders, and a link to code 0 a name that
+    ** nothing defines, which reads back as code 0. */
+    auto gaps = [&](const kitDef *defs, int count, int next) {
+      for (int i = 0; i < count; next = defs[i++].local + 1)
+        for (; next < defs[i].local; next++)
+          names_[m_.site * kSiteSpan + next] = {unique("_gap" + std::to_string(next), taken), true};
+    };
+    gaps(m_.data, m_.dataCount, m_.dataBase);
+    gaps(m_.records, m_.recordCount, m_.recordBase);
+    none_ = unique("_none", taken);
     /* Structures and lists live in name spaces of their own, one per kind;
     ** each record's are named after it where that name can be an item. */
     std::set<std::string> structs, lists;
@@ -267,17 +278,24 @@ private:
     textOption(items, d, "LABEL", d.label, "label");
   }
 
-  /* "head { item, item, ... };" wrapped under the first item when long. */
+  /* "head { item, item, ... };" wrapped under the first item when long.
+  ** The reader counts the blanks in front of an item into its length, so an
+  ** item is wrapped only where that still fits, and one of the greatest
+  ** length follows its comma with no blank at all. */
   void list(const std::string &head, const std::vector<std::string> &items, const char *close) {
     std::string line = head + " { ";
     size_t indent = line.size();
     for (size_t i = 0; i < items.size(); i++) {
       std::string piece = items[i] + (i + 1 < items.size() ? "," : "");
-      if (i > 0 && line.size() + 1 + piece.size() > kLineWidth) {
+      if (i == 0) {
+        line += piece;
+      } else if (items[i].size() + 1 > kItemMax) {
+        line += piece;
+      } else if (line.size() + 1 + piece.size() > kLineWidth && items[i].size() + 1 + indent <= kItemMax) {
         out_ += line + "\n";
         line = std::string(indent, ' ') + piece;
       } else {
-        line += (i > 0 ? " " : "") + piece;
+        line += " " + piece;
       }
     }
     out_ += line + " }" + close + "\n";
@@ -307,9 +325,11 @@ private:
     if (next < local)
       warn("%s codes %d to %d are empty: written as placeholders", record ? "record" : "data",
            next, local - 1);
-    for (; next < local; next++)
-      out_ += record ? "recordDef _gap" + std::to_string(next) + " { rktype_null, rkNULL };\n"
-                     : "dataDef _gap" + std::to_string(next) + " { rktype_ival };\n";
+    for (; next < local; next++) {
+      const std::string &gap = names_[m_.site * kSiteSpan + next].text;
+      out_ += record ? "recordDef " + gap + " { rktype_null, rkNULL };\n"
+                     : "dataDef " + gap + " { rktype_ival };\n";
+    }
     next = local + 1;
   }
 
@@ -367,7 +387,7 @@ private:
     items.push_back(std::string(key) + "=" + list);
     std::string body;
     for (int i = 0; i < count; i++) {
-      const std::string *entry = refName(links[i].code, links[i].site);
+      const std::string *entry = links[i].code == 0 ? &none_ : refName(links[i].code, links[i].site);
       if (entry == nullptr) {
         warn("record %s: %s entry %d (code %d) names nothing in the site, left out",
              name(r).c_str(), word, i, links[i].code);
@@ -462,6 +482,7 @@ private:
   };
   std::unordered_map<int, Name> names_;
   std::unordered_map<int, std::string> structNames_, listNames_;
+  std::string none_; /* a name no definition has */
   std::set<int> enums_;
   std::map<int, int> enumWidths_;
 };

@@ -165,8 +165,10 @@ RKDDKIT_API const char *kitLevelName(int level);
 **    _gap<local> (rktype_ival data, rktype_null records), so the codes that
 **    follow keep their places; a site whose tables start elsewhere than
 **    256 / 2048 is written as if they did;
-**  - a field or link whose code names nothing in the site (code 0, another
-**    site's code) is left out, with a comment in its place;
+**  - a field or link whose code names nothing in the site (another site's
+**    code, a field's code 0) is left out, with a comment in its place; a
+**    link to code 0 is written as a name that nothing defines (_none), which
+**    an import reads as code 0 without complaint;
 **  - a field table that no structure gives (an unpacked record, a kind that
 **    does not follow from what the field holds, offsets or a length that are
 **    not the packed layout's, as in a compiled table before its first
@@ -238,6 +240,8 @@ typedef enum kitAttr {
   KIT_FIELD_BIT_POS,
   KIT_FIELD_ARRAY_COUNT,
   KIT_FIELD_TAG_TYPE,
+  /* made by kitDiffModels only: a record held in line changed its layout */
+  KIT_NESTED_LAYOUT,
   KIT_ATTR_COUNT
 } kitAttr;
 
@@ -269,6 +273,80 @@ RKDDKIT_API void kitChangesFree(kitChanges *changes);
 /* The identifier of an attribute ("tagType", "fieldOffset", ...); "?" for
 ** a number out of range. */
 RKDDKIT_API const char *kitAttrName(int attr);
+
+/* ---------------------------------------------------------------------------
+** Which changes break. A file written with a schema is read back by codes,
+** record lengths and field offsets, so kitDiffModels rules on each change
+** from OLD to NEW whether data written with OLD, and callers built against
+** it, still read right under NEW:
+**
+**  change (attribute)                          class
+**  ------------------------------------------  ---------------------------
+**  definition removed (removed)                breaking
+**  definition added (added)                    compatible under a new code;
+**                                              breaking when OLD gave its
+**                                              code to another definition
+**  code of a name (code)                       breaking
+**  tag type (tagType), length (length)         breaking, either kind
+**  array count of a data item (arrayCount)     breaking
+**  array count of a record (arrayCount)        breaking when a record of
+**                                              OLD holds it in line, else
+**                                              compatible
+**  format level (level)                        breaking when it changes or
+**                                              goes; compatible when a
+**                                              record without one gets one
+**  field removed (fieldRemoved)                breaking
+**  field added (fieldAdded)                    compatible when it comes
+**                                              after every field of OLD and
+**                                              no record of OLD holds the
+**                                              record in line; else breaking
+**  field slot, kind, offset, size, bit         breaking
+**  position, array count, tag type
+**  (fieldIndex, fieldKind, fieldOffset,
+**  fieldSize, fieldBitPos, fieldArrayCount,
+**  fieldTagType)
+**  record held in line changed its layout      breaking, one change for
+**  (nestedLayout)                              each record holding it, and
+**                                              on up through those holding
+**                                              them
+**  label, description, prefix, range, default, compatible
+**  default text, enumeration, key, display,
+**  edit, search, version, maximum id,
+**  sub-revision, packed, parents, children,
+**  aliases, xcode, extends
+**
+** A field added at the end keeps every offset of OLD, so the addition is
+** compatible; the record's length still grows, and that change breaks, for
+** records are read by their length. A record's layout counts as changed
+** when its length or any figure of its field table does. A nestedLayout
+** change is reported for a field that holds the record in line in both
+** models; a field held in line in one only shows as a fieldKind change.
+** The packed flag is compatible by itself: the figures it leads to are
+** ruled on one by one.
+*/
+
+/* Classes of a change. */
+enum { KIT_COMPATIBLE = 0, KIT_BREAKING = 1 };
+
+/* The differences between two models, each ruled on. */
+typedef struct kitDiff {
+  kitChange *changes;    /* kitCompare's, with the nestedLayout changes,
+                         ** in kitCompare's order */
+  int32_t *classes;      /* classes[i]: KIT_COMPATIBLE or KIT_BREAKING */
+  int32_t count;
+  int32_t breakingCount; /* how many classes are KIT_BREAKING */
+  void *internal;        /* not for callers */
+} kitDiff;
+
+/* Compares oldModel with newModel and rules on every change as the table
+** above says; null when memory ran out. */
+RKDDKIT_API kitDiff *kitDiffModels(const kitModel *oldModel, const kitModel *newModel);
+
+/* Frees a diff; null is allowed. */
+RKDDKIT_API void kitDiffFree(kitDiff *diff);
+
+/* "breaking" or "compatible"; "?" for another number. */
+RKDDKIT_API const char *kitClassName(int kitClass);
 
 #ifdef __cplusplus
 }

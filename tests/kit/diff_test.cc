@@ -1,0 +1,242 @@
+/*
+** Tests of the rules on schema changes: each rule on a small pair of
+** schemas, and the properties every diff keeps on the example and on
+** generated schemas (a schema against itself or its export, and a pair
+** compared both ways).
+*/
+#include <gtest/gtest.h>
+
+#include <rkdd/kit.h>
+
+#include "schemagen.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <memory>
+#include <ostream>
+#include <set>
+#include <sstream>
+#include <tuple>
+#include <string>
+#include <vector>
+
+#include <unistd.h>
+
+namespace {
+
+using Model = std::unique_ptr<kitModel, decltype(&kitModelFree)>;
+using Diff = std::unique_ptr<kitDiff, decltype(&kitDiffFree)>;
+
+/* Imports text as a new site and reads its model. */
+Model load(const std::string &text) {
+  std::string path = ::testing::TempDir() + "diff_" + std::to_string(getpid()) + ".schema";
+  std::ofstream(path) << text;
+  int site = -1;
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(ddImportSchema(path.c_str(), &site), 1) << text;
+  testing::internal::GetCapturedStdout();
+  std::remove(path.c_str());
+  return Model(kitModelRead(site), kitModelFree);
+}
+
+Diff diff(const Model &a, const Model &b) {
+  Diff d(kitDiffModels(a.get(), b.get()), kitDiffFree);
+  EXPECT_NE(d, nullptr);
+  return d;
+}
+
+/* One line per change: "def.field attr class". */
+std::vector<std::string> lines(const kitDiff &d) {
+  std::vector<std::string> all;
+  for (int i = 0; i < d.count; i++) {
+    const kitChange &c = d.changes[i];
+    std::string where = c.def;
+    if (*c.field) where += std::string(".") + c.field;
+    all.push_back(where + " " + kitAttrName(c.attr) + " " + kitClassName(d.classes[i]));
+  }
+  return all;
+}
+
+std::string replaced(std::string text, const std::string &from, const std::string &to) {
+  size_t at = text.find(from);
+  EXPECT_NE(at, std::string::npos) << from;
+  if (at != std::string::npos) text.replace(at, from.size(), to);
+  return text;
+}
+
+/* Point is held in line by Car; Tail is held by nobody. */
+const std::string kBase = R"(dataDef Speed { rktype_ival, LABEL="Speed" };
+dataDef Mass  { rktype_fval };
+dataDef Count { rktype_sval };
+dataDef Dim   { rktype_flag };
+dataDef Lit   { rktype_flag };
+dataDef Spare { rktype_ival };
+struct PointBody { Mass; Speed; };
+struct CarBody   { Speed; Point; Lit; };
+struct TailBody  { Speed; Mass; Count; Dim; Lit; };
+recordDef Point { rktype_rec, PointBody };
+recordDef Car   { rktype_bead, CarBody, LEV=IOBJLVL, PARENT=CarUp };
+recordDef Tail  { rktype_bead, TailBody };
+parent CarUp { Tail; };
+)";
+
+struct Rule {
+  const char *name;
+  const char *from, *to; /* the new schema is the base with from replaced by to */
+  std::vector<std::string> want;
+};
+
+const Rule kRules[] = {
+  {"DataRemoved", "dataDef Spare { rktype_ival };\n", "", {"Spare removed breaking"}},
+  {"AddedUnderANewCode", "dataDef Spare { rktype_ival };\n",
+   "dataDef Spare { rktype_ival };\ndataDef Extra { rktype_ival };\n",
+   {"Extra added compatible"}},
+  {"AddedOverAnOldCode", "dataDef Spare", "dataDef Other",
+   {"Other added breaking", "Spare removed breaking"}},
+  {"CodeRenumbered", "dataDef Lit   { rktype_flag };\ndataDef Spare { rktype_ival };",
+   "dataDef Spare { rktype_ival };\ndataDef Lit   { rktype_flag };",
+   {"Lit code breaking", "Spare code breaking"}},
+  {"DataTypeAndLength", "dataDef Spare { rktype_ival }", "dataDef Spare { rktype_sval }",
+   {"Spare tagType breaking", "Spare length breaking"}},
+  {"FieldRemoved", "Count; Dim; Lit; }", "Count; Dim; }",
+   {"Tail length breaking", "Tail.Lit fieldRemoved breaking"}},
+  {"FieldAppended", "Count; Dim; Lit; }", "Count; Dim; Lit; Spare; }",
+   {"Tail length breaking", "Tail.Spare fieldAdded compatible"}},
+  {"FieldInserted", "{ Speed; Mass;", "{ Speed; Spare; Mass;",
+   {"Tail length breaking", "Tail.Count fieldIndex breaking", "Tail.Count fieldOffset breaking",
+    "Tail.Dim fieldIndex breaking", "Tail.Dim fieldOffset breaking",
+    "Tail.Lit fieldIndex breaking", "Tail.Lit fieldOffset breaking",
+    "Tail.Mass fieldIndex breaking", "Tail.Mass fieldOffset breaking",
+    "Tail.Spare fieldAdded breaking"}},
+  {"FieldAppendedToARecordHeldInLine", "{ Mass; Speed; }", "{ Mass; Speed; Lit; }",
+   {"Car length breaking", "Car.Lit fieldOffset breaking", "Car.Point fieldSize breaking",
+    "Car.Point nestedLayout breaking", "Point length breaking",
+    "Point.Lit fieldAdded breaking"}},
+  {"FieldKind", "Point; Lit; }", "Point, PTR; Lit; }",
+   {"Car length breaking", "Car.Lit fieldOffset breaking", "Car.Point fieldKind breaking",
+    "Car.Point fieldSize breaking"}},
+  {"FieldBitPosition", "dataDef Dim   { rktype_flag }", "dataDef Dim   { rktype_sval }",
+   {"Dim tagType breaking", "Dim length breaking", "Tail length breaking",
+    "Tail.Dim fieldSize breaking", "Tail.Dim fieldTagType breaking",
+    "Tail.Lit fieldOffset breaking", "Tail.Lit fieldBitPos breaking"}},
+  /* Same size, so only the nested layout tells Car that Point changed. */
+  {"FieldRetypedInANestedRecord", "dataDef Mass  { rktype_fval }", "dataDef Mass  { rktype_ival }",
+   {"Car.Point nestedLayout breaking", "Mass tagType breaking",
+    "Point.Mass fieldTagType breaking", "Tail.Mass fieldTagType breaking"}},
+  {"FieldRecounted", "dataDef Count { rktype_sval }", "dataDef Count { rktype_sval, ACNT=3 }",
+   {"Count arrayCount breaking", "Tail length breaking", "Tail.Count fieldSize breaking",
+    "Tail.Count fieldArrayCount breaking", "Tail.Dim fieldOffset breaking",
+    "Tail.Lit fieldOffset breaking"}},
+  {"RecordCountHeldInLine", "{ rktype_rec, PointBody }", "{ rktype_rec, PointBody, ACNT=2 }",
+   {"Car length breaking", "Car.Lit fieldOffset breaking", "Car.Point fieldSize breaking",
+    "Car.Point fieldArrayCount breaking", "Point arrayCount breaking"}},
+  {"RecordCountHeldByNobody", "{ rktype_bead, TailBody }", "{ rktype_bead, TailBody, ACNT=2 }",
+   {"Tail arrayCount compatible"}},
+  {"LevelChanged", "LEV=IOBJLVL", "LEV=IGROUP", {"Car level breaking"}},
+  {"LevelGiven", "{ rktype_bead, TailBody }", "{ rktype_bead, TailBody, LEV=IGROUP }",
+   {"Tail level compatible"}},
+  {"RecordRetyped", "{ rktype_bead, TailBody }", "{ rktype_rec, TailBody }",
+   {"Tail tagType breaking"}},
+  {"AttributesAndLinks", "recordDef Car   { rktype_bead, CarBody, LEV=IOBJLVL, PARENT=CarUp };",
+   "recordDef Car   { rktype_bead, CarBody, LEV=IOBJLVL, LABEL=\"Car\", PREFIX=\"c\", "
+   "MSG=\"A car\", NODISP, NOEDIT, NOSEARCH, VER=2, KEY=1 };",
+   {"Car key compatible", "Car display compatible", "Car edit compatible",
+    "Car search compatible", "Car version compatible", "Car label compatible",
+    "Car description compatible", "Car prefix compatible", "Car parents compatible"}},
+  {"RangeAndDefault", "dataDef Speed { rktype_ival, LABEL=\"Speed\" }",
+   "dataDef Speed { rktype_ival, LABEL=\"Speed\", MIN=0, MAX=9, DEF=3 }",
+   {"Speed range compatible", "Speed default compatible"}},
+};
+
+void PrintTo(const Rule &rule, std::ostream *out) { *out << rule.name; }
+
+class DiffRule : public ::testing::TestWithParam<Rule> {};
+
+TEST_P(DiffRule, ClassifiesEveryChange) {
+  const Rule &rule = GetParam();
+  Model before = load(kBase), after = load(replaced(kBase, rule.from, rule.to));
+  Diff d = diff(before, after);
+  ASSERT_NE(d, nullptr);
+  EXPECT_EQ(lines(*d), rule.want);
+  int breaking = 0;
+  for (const std::string &l : rule.want) breaking += l.ends_with(" breaking");
+  EXPECT_EQ(d->breakingCount, breaking);
+}
+
+INSTANTIATE_TEST_SUITE_P(Rules, DiffRule, ::testing::ValuesIn(kRules),
+                         [](const auto &info) { return std::string(info.param.name); });
+
+/* A change as a tuple, and the change the diff the other way round gives. */
+using Seen = std::tuple<std::string, int, std::string, int, std::string, std::string>;
+Seen seen(const kitChange &c) { return {c.def, c.defKind, c.field, c.attr, c.oldText, c.newText}; }
+Seen swapped(const kitChange &c) {
+  int attr = c.attr == KIT_ADDED         ? KIT_REMOVED
+             : c.attr == KIT_REMOVED       ? KIT_ADDED
+             : c.attr == KIT_FIELD_ADDED   ? KIT_FIELD_REMOVED
+             : c.attr == KIT_FIELD_REMOVED ? KIT_FIELD_ADDED
+                                           : c.attr;
+  return {c.def, c.defKind, c.field, attr, c.newText, c.oldText};
+}
+
+std::string slurp(const std::string &path) {
+  std::ifstream in(path);
+  std::stringstream text;
+  text << in.rdbuf();
+  return text.str();
+}
+
+/* A schema and a version of it with changes of every sort. */
+struct Pair {
+  const char *name;
+  std::string text, changed;
+};
+
+Pair example() {
+  std::string text = slurp(RKDD_SOURCE_DIR "/examples/scene.schema"), changed = text;
+  changed = replaced(changed, "LpWeight    { rktype_dval", "LpWeight    { rktype_fval");
+  changed = replaced(changed, "dataDef LpId ", "dataDef LpIdent ");
+  changed = replaced(changed, "LpModes;\n};", "LpModes;\n    LpId;\n};");
+  changed = replaced(changed, "LEV=IGROUP", "LEV=IGROUP, LABEL=\"Group\"");
+  return {"Example", text, changed};
+}
+
+Pair generated(const char *name, gen::Size size) {
+  std::string changed = gen::rkddSchemaOneFieldChanged(size, 0);
+  EXPECT_NE(changed, gen::rkddSchema(size, 0));
+  return {name, gen::rkddSchema(size, 0), changed + "dataDef s0Extra { rktype_ival };\n"};
+}
+
+void PrintTo(const Pair &pair, std::ostream *out) { *out << pair.name; }
+
+class DiffProperty : public ::testing::TestWithParam<Pair> {};
+
+/* A schema against itself and against the import of its export. */
+TEST_P(DiffProperty, NothingAgainstItselfOrItsExport) {
+  Model a = load(GetParam().text), b = load(GetParam().text);
+  char *text = kitSchemaText(a.get(), nullptr, nullptr);
+  ASSERT_NE(text, nullptr);
+  Model exported = load(text);
+  std::free(text);
+  EXPECT_EQ(lines(*diff(a, b)), std::vector<std::string>{});
+  EXPECT_EQ(lines(*diff(a, exported)), std::vector<std::string>{});
+}
+
+/* Both ways round, the same changes with old and new swapped. */
+TEST_P(DiffProperty, BothWaysRoundGiveTheSameChanges) {
+  Model a = load(GetParam().text), b = load(GetParam().changed);
+  Diff forth = diff(a, b), back = diff(b, a);
+  ASSERT_GT(forth->count, 0);
+  EXPECT_GT(forth->breakingCount, 0);
+  std::multiset<Seen> there, again;
+  for (int i = 0; i < forth->count; i++) there.insert(seen(forth->changes[i]));
+  for (int i = 0; i < back->count; i++) again.insert(swapped(back->changes[i]));
+  EXPECT_EQ(there, again);
+}
+
+INSTANTIATE_TEST_SUITE_P(Schemas, DiffProperty,
+                         ::testing::Values(example(), generated("Small", {64, 32, 8}),
+                                           generated("Large", {512, 256, 24})),
+                         [](const auto &info) { return std::string(info.param.name); });
+
+} // namespace
