@@ -5,18 +5,17 @@
 */
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
-#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <functional>
 #include <string>
 #include <vector>
 
+#include "child.h"
 #include "compiled.h"
 #include "heap.h"
 #include "peers.h"
@@ -27,12 +26,8 @@
 namespace {
 
 namespace pb = google::protobuf;
-/* CPU seconds of this process: steadier than the wall clock on a shared machine. */
-double cpuNow() {
-  timespec t;
-  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &t);
-  return static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_nsec) * 1e-9;
-}
+using bench::cpuNow;
+using bench::inChild;
 
 constexpr gen::Size kSizes[] = {{64, 32, 8}, {512, 256, 24}, {2048, 1792, 32}, {2048, 1792, 255}};
 constexpr gen::Size kTiny{4, 2, 2}, kFull{2048, 1792, 32}, kWide{2048, 1792, 255};
@@ -52,29 +47,6 @@ struct TempDir {
   }
   ~TempDir() { std::filesystem::remove_all(path); }
 };
-
-/* Runs job in a child process, which starts with no sites, and gives the
-** number it reports; negative when the child failed. */
-double inChild(const std::function<double()> &job) {
-  int pipeFds[2];
-  if (pipe(pipeFds) != 0) return -1;
-  std::fflush(nullptr);
-  pid_t pid = fork();
-  if (pid == 0) {
-    close(pipeFds[0]);
-    int null = open("/dev/null", O_WRONLY);
-    dup2(null, 1);
-    double value = job();
-    _exit(write(pipeFds[1], &value, sizeof value) == sizeof value ? 0 : 1);
-  }
-  close(pipeFds[1]);
-  double value = -1;
-  if (pid < 0 || read(pipeFds[0], &value, sizeof value) != sizeof value) value = -1;
-  close(pipeFds[0]);
-  int status = 0;
-  if (pid > 0) waitpid(pid, &status, 0);
-  return status == 0 ? value : -1;
-}
 
 /* The generated schema of this size for this site, as a file of the form
 ** "schema", "fbs" or "proto"; written when first asked for. */

@@ -4,54 +4,25 @@
 ** measurement runs in a child process of its own, which starts with no sites.
 */
 #include <benchmark/benchmark.h>
-#include <fcntl.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
-#include <ctime>
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <string>
 
 #include "rkdd/kit.h"
 #include "rkdd/rkdd.h"
+#include "child.h"
 #include "schemagen.h"
 
 namespace {
 
 constexpr gen::Size kWide{2048, 1792, 255};
 
-double cpuNow() {
-  timespec t;
-  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &t);
-  return static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_nsec) * 1e-9;
-}
-
-/* Runs job in a child with standard output on /dev/null; the number it
-** gives, or -1 when the child failed. */
-double inChild(const std::function<double()> &job) {
-  int fds[2];
-  if (pipe(fds) != 0) return -1;
-  std::fflush(nullptr);
-  pid_t pid = fork();
-  if (pid == 0) {
-    close(fds[0]);
-    int null = open("/dev/null", O_WRONLY);
-    dup2(null, 1);
-    double value = job();
-    _exit(write(fds[1], &value, sizeof value) == sizeof value ? 0 : 1);
-  }
-  close(fds[1]);
-  double value = -1;
-  if (pid < 0 || read(fds[0], &value, sizeof value) != sizeof value) value = -1;
-  close(fds[0]);
-  int status = 0;
-  if (pid > 0) waitpid(pid, &status, 0);
-  return status == 0 ? value : -1;
-}
+using bench::cpuNow;
+using bench::inChild;
 
 /* The two files, written by a child so that this process keeps a fresh
 ** heap for the children that load them; removed at exit. */

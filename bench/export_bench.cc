@@ -1,66 +1,46 @@
 /*
-** rkdd_bench_export: the companion library beside the import it follows.
+** The Export group of rkdd_bench: the companion library beside the import it follows.
 ** Each row runs in a fresh child process on the generated 2048/1792/255
 ** schema: the import alone, the export of the imported site (reading its
 ** model and writing the text), and the comparison of two imported sites
 ** (reading both models and comparing them). Times are CPU seconds.
 */
 #include <benchmark/benchmark.h>
-#include <fcntl.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
-#include <ctime>
 #include <fstream>
-#include <functional>
 #include <string>
 
 #include <rkdd/kit.h>
 
+#include "child.h"
 #include "schemagen.h"
 
 namespace {
 
 constexpr gen::Size kWide{2048, 1792, 255};
 
-double cpuNow() {
-  timespec t;
-  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &t);
-  return static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_nsec) * 1e-9;
-}
+using bench::cpuNow;
+using bench::inChild;
 
-/* Runs job in a child that starts with no sites, its standard output (the
-** library's warnings) closed; gives what it reports, negative on failure. */
-double inChild(const std::function<double()> &job) {
-  int fds[2];
-  if (pipe(fds) != 0) return -1;
-  std::fflush(nullptr);
-  pid_t pid = fork();
-  if (pid == 0) {
-    close(fds[0]);
-    int null = open("/dev/null", O_WRONLY);
-    dup2(null, 1);
-    double value = job();
-    _exit(write(fds[1], &value, sizeof value) == sizeof value ? 0 : 1);
+/* The schema file, written by a child so that this process keeps a fresh
+** heap for the children that load it; removed at exit. */
+struct SchemaFile {
+  std::string path = "/tmp/rkdd-bench-export-" + std::to_string(getpid()) + ".schema";
+  SchemaFile() {
+    inChild([this] {
+      std::ofstream(path, std::ios::binary) << gen::rkddSchema(kWide, 0);
+      return 1.0;
+    });
   }
-  close(fds[1]);
-  double value = -1;
-  if (pid < 0 || read(fds[0], &value, sizeof value) != sizeof value) value = -1;
-  close(fds[0]);
-  int status = 0;
-  if (pid > 0) waitpid(pid, &status, 0);
-  return status == 0 ? value : -1;
-}
+  ~SchemaFile() { std::remove(path.c_str()); }
+};
 
 const std::string &schemaPath() {
-  static const std::string path = [] {
-    std::string p = "/tmp/rkdd-bench-export-" + std::to_string(getpid()) + ".schema";
-    std::ofstream(p, std::ios::binary) << gen::rkddSchema(kWide, 0);
-    return p;
-  }();
-  return path;
+  static const SchemaFile file;
+  return file.path;
 }
 
 int importSite() {
@@ -103,6 +83,7 @@ double compareSites() {
 }
 
 void run(benchmark::State &state, double (*job)()) {
+  schemaPath(); /* written here, not in each child */
   for (auto _ : state) {
     double seconds = inChild(job);
     if (seconds < 0) {
@@ -113,19 +94,13 @@ void run(benchmark::State &state, double (*job)()) {
   }
 }
 
-} // namespace
-
-int main(int argc, char **argv) {
+const int registered = [] {
   const char *rows[] = {"Export/import/2048/1792/255", "Export/export/2048/1792/255",
                         "Export/compare/2048/1792/255"};
   double (*jobs[])() = {importOnly, exportSite, compareSites};
   for (int i = 0; i < 3; i++)
     benchmark::RegisterBenchmark(rows[i], run, jobs[i])->UseManualTime()->Unit(benchmark::kMillisecond);
-  benchmark::Initialize(&argc, argv);
-  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-  schemaPath();
-  benchmark::RunSpecifiedBenchmarks();
-  benchmark::Shutdown();
-  std::remove(schemaPath().c_str());
   return 0;
-}
+}();
+
+} // namespace

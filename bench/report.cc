@@ -160,7 +160,7 @@ int main(int argc, char **argv) {
   for (const char *f : {"Small/ddNameToCode", "Small/flatbuffers_LookupStruct", "Small/protobuf_FindMessageTypeByName"})
     if (v.count(f)) std::printf("%-40s %12s\n", (std::string("name look-up, 64/32/8: ") + (f + 6)).c_str(),
                                 amount(v[f], false).c_str());
-  /* The companion library (rkdd_bench_export), beside the import of the same site. */
+  /* The companion library (the Export group), beside the import of the same site. */
   const std::string wide = "2048/1792/255", import = "Export/import/" + wide;
   if (v.count(import)) {
     std::string title = "rkddkit measure, " + wide;

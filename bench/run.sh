@@ -9,7 +9,7 @@ build=${BUILD_DIR:-build-bench}
 
 ./setup default bench
 cmake --preset bench -B "$build" >/dev/null
-cmake --build "$build" --target rkdd_bench rkdd_bench_report rkdd_schemagen_tool rkdd_bench_export >/dev/null
+cmake --build "$build" --target rkdd_bench rkdd_bench_report rkdd_schemagen_tool >/dev/null
 
 results="$build/bench/results"
 rm -rf "$results"
@@ -21,20 +21,13 @@ mkdir -p "$results"
 # in the benchmark); Small looks names up in one small site.
 # Repetitions of a group's benchmarks are run in a random order among each
 # other, so that a slow spell of a shared machine falls on all of them alike.
-for group in Import Memory SetCode Sites10 Peers10 Fields255 Start Small Diff Doc; do
+for group in Import Memory SetCode Sites10 Peers10 Fields255 Start Small Export Diff Doc; do
   echo "== $group" >&2
   "$build/bench/rkdd_bench" --benchmark_filter="^$group/" --benchmark_min_time=0.2 \
     --benchmark_repetitions=3 --benchmark_enable_random_interleaving=true --benchmark_report_aggregates_only=true \
     --benchmark_out="$results/$group.json" --benchmark_out_format=json "$@" >"$results/$group.txt" 2>&1 \
     || { cat "$results/$group.txt" >&2; exit 1; }
 done
-
-# The companion library: export and comparison beside the import they follow.
-echo "== Export" >&2
-"$build/bench/rkdd_bench_export" --benchmark_min_time=0.2 --benchmark_repetitions=3 \
-  --benchmark_enable_random_interleaving=true --benchmark_report_aggregates_only=true \
-  --benchmark_out="$results/Export.json" --benchmark_out_format=json "$@" >"$results/Export.txt" 2>&1 \
-  || { cat "$results/Export.txt" >&2; exit 1; }
 
 echo
 "$build/bench/rkdd_bench_report" "$results"
