@@ -29,8 +29,11 @@ enum {
 ** word is: one "ERROR: ..." line and "Aborted.", and the read fails. So an
 ** endless stream ends the read after this much, and the memory the read
 ** needs stays that of the buffers above. Checked each time a chunk is read
-** from a file, so the read ends within one chunk past the bound. */
+** from a file, so the read ends within one chunk past the bound. A fuzzing
+** build sets a smaller bound, so that short inputs reach it. */
+#ifndef DD_UNIT_LIMIT
 #define DD_UNIT_LIMIT (1L << 20)
+#endif
 
 /* A schema text and the position of the next character: [at, end) is what
 ** is at hand. With a file, the next chunk of it is read into chunk when at

@@ -360,8 +360,12 @@ struct BlockFree {
   void operator()(char *p) const { rkFree(p); }
 };
 
-/* How much of a schema file is at hand at once. */
-constexpr size_t kChunkSize = 64 * 1024;
+/* How much of a schema file is at hand at once; a fuzzing build sets less,
+** with its smaller DD_UNIT_LIMIT. */
+#ifndef DD_CHUNK_SIZE
+#define DD_CHUNK_SIZE (64 * 1024)
+#endif
+constexpr size_t kChunkSize = DD_CHUNK_SIZE;
 
 } // namespace
 
