@@ -163,3 +163,16 @@ TEST(Limits, TheDeepestSiteLaysOutAndFindsPathsOnASmallStack) {
     }
   }
 }
+
+TEST(Limits, ALinkListPastItsCountByteKeepsTheFirst255) {
+  std::ofstream file(path);
+  file << "recordDef R { rktype_bead, rkNULL, PARENT=L };\nparent L {\n";
+  for (int i = 0; i < 300; i++) file << "R;\n";
+  file << "}\n";
+  file.close();
+  int site = -1;
+  CaptureStdout();
+  EXPECT_EQ(ddImportSchema(path.c_str(), &site), 1);
+  EXPECT_EQ(GetCapturedStdout(), "ERROR: Parent list \"L\" of \"R\" has 300 items; the first 255 are kept.\n");
+  EXPECT_EQ(ddGetParentCount(ddNameToCode("R")), 255);
+}
