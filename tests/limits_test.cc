@@ -173,6 +173,7 @@ TEST(Limits, ALinkListPastItsCountByteKeepsTheFirst255) {
   int site = -1;
   CaptureStdout();
   EXPECT_EQ(ddImportSchema(path.c_str(), &site), 1);
-  EXPECT_EQ(GetCapturedStdout(), "ERROR: Parent list \"L\" of \"R\" has 300 items; the first 255 are kept.\n");
+  EXPECT_NE(GetCapturedStdout().find("ERROR: Parent list \"L\" of \"R\" has 300 items; the first 255 are kept.\n"),
+            std::string::npos);
   EXPECT_EQ(ddGetParentCount(ddNameToCode("R")), 255);
 }
