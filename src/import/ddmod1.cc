@@ -277,6 +277,10 @@ std::deque<ddBuffer> &keptBuffers() {
 }
 } // namespace
 
+#ifdef RKDD_FUZZ_RESET
+void ddFuzzResetImport(void) { keptBuffers().clear(); }
+#endif
+
 int ddImportSchema(const char *path, int *siteNo) {
   int result = 0;
   ddBuffer &buffer = keptBuffers().emplace_back();

@@ -819,6 +819,7 @@ namespace {
 
 int ddNextIlevel = DD_ILEVEL_FIRST; /* shared by all sites, never reset */
 
+
 /* The messages of each kind of table, kept byte for byte (the record one
 ** has no closing parenthesis). */
 struct TableTexts {
@@ -1046,3 +1047,15 @@ void ddFillTempEntry(ddSite *site, int code, int length, unsigned char subRev, u
   r->ilevel = DD_TEMP_ILEVEL;
   ddIndexSiteChanged(site->siteNo);
 }
+
+#ifdef RKDD_FUZZ_RESET
+void ddFuzzResetSites(void) {
+  for (ddSite *&site : ddSiteTable) site = nullptr;
+  ddSiteTableCount = 0;
+  ddLookupCache = {};
+  ddNextIlevel = DD_ILEVEL_FIRST;
+  for (Room *rooms : {recordRoom, dataRoom})
+    for (int i = 0; i < DD_MAX_SITES; i++) rooms[i] = Room{};
+  ownedBlocks() = BlockRegistry{};
+}
+#endif

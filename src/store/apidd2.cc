@@ -336,6 +336,15 @@ ddRSchema *unlaidRecord(const ddField &slot) {
 /* Records held in line are laid out on a stack on the heap, innermost on
 ** top, so that the depth of nesting costs no stack of the caller's. Each
 ** frame's record is on the way while its slots are measured. */
+#ifdef RKDD_FUZZ_RESET
+void ddFuzzResetFields(void) {
+  ddFixupCaching = ddFixupPending = 0;
+  fieldIndexes().clear();
+  layoutOnTheWay().clear();
+  packFrames().clear();
+}
+#endif
+
 int ddPackFields(ddRSchema *record) {
   if (record->fields == nullptr) return 0;
   auto &way = layoutOnTheWay();
