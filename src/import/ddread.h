@@ -56,8 +56,8 @@ typedef struct ddStream {
 void ddMarkUnit(ddStream *stream);
 
 /* Reads the file at path into buffer. 1 when the file was read to its end,
-** 0 when it did not open or held a word that is no command (what was read
-** before stays in the buffer). */
+** 0 when it did not open, held a word that is no command, or ran past
+** DD_UNIT_LIMIT in one unit (what was read before stays in the buffer). */
 int ddReadSchemaFile(const char *path, ddBuffer *buffer);
 
 /* Skips blank characters (blank, tab, newline, carriage return) and
