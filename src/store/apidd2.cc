@@ -333,9 +333,6 @@ ddRSchema *unlaidRecord(const ddField &slot) {
 
 } // namespace
 
-/* Records held in line are laid out on a stack on the heap, innermost on
-** top, so that the depth of nesting costs no stack of the caller's. Each
-** frame's record is on the way while its slots are measured. */
 #ifdef RKDD_FUZZ_RESET
 void ddFuzzResetFields(void) {
   ddFixupCaching = ddFixupPending = 0;
@@ -345,6 +342,9 @@ void ddFuzzResetFields(void) {
 }
 #endif
 
+/* Records held in line are laid out on a stack on the heap, innermost on
+** top, so that the depth of nesting costs no stack of the caller's. Each
+** frame's record is on the way while its slots are measured. */
 int ddPackFields(ddRSchema *record) {
   if (record->fields == nullptr) return 0;
   auto &way = layoutOnTheWay();
