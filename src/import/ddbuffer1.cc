@@ -603,7 +603,7 @@ enum MemberStep { kStop, kReady, kNeedsInner };
 /* The first half of a member: looks up what it names and works out its
 ** element's shape. kNeedsInner when that is a structure held in line whose
 ** size finishMember is to be given. */
-MemberStep beginMember(MemberSizing &m) {
+[[gnu::always_inline]] inline MemberStep beginMember(MemberSizing &m) {
   ddBufMember *member = m.member;
   int type = MTYPE_CHAR;
   m.count = member->pad;
@@ -631,7 +631,7 @@ MemberStep beginMember(MemberSizing &m) {
 /* The second half: places the member in its structure, given the size of
 ** the structure it holds in line when it holds one. Non-zero stops the walk
 ** of that structure. */
-int finishMember(MemberSizing &m, int32_t innerSize) {
+[[gnu::always_inline]] inline int finishMember(MemberSizing &m, int32_t innerSize) {
   ddBufMember *member = m.member;
   ddBufStruct *structure = m.structure;
   ElementShape shape = m.shape;
@@ -761,19 +761,22 @@ int ddSizeStruct(ddBufStruct *structure) {
       stop = finishMember(top.member, size) != 0;
       top.next = mlistNext(top.next);
     }
+    /* The member at hand stays a local, which the compiler keeps in
+    ** registers, unless it must wait in its frame for an inner size. */
     ddBufStruct *inner = nullptr;
     for (; !stop && top.next != nullptr; top.next = mlistNext(top.next)) {
-      top.member = MemberSizing{reinterpret_cast<ddBufMember *>(top.next->value), owner, nullptr, nullptr, 0, {}, nullptr};
-      MemberStep step = beginMember(top.member);
+      MemberSizing m{reinterpret_cast<ddBufMember *>(top.next->value), owner, nullptr, nullptr, 0, {}, nullptr};
+      MemberStep step = beginMember(m);
       if (step == kStop) {
         stop = true;
       } else if (step == kReady) {
-        stop = finishMember(top.member, 0) != 0;
-      } else if (enterStruct(top.member.inner, &size)) {
-        inner = top.member.inner;
+        stop = finishMember(m, 0) != 0;
+      } else if (enterStruct(m.inner, &size)) {
+        inner = m.inner;
+        top.member = m;
         break;
       } else {
-        stop = finishMember(top.member, size) != 0;
+        stop = finishMember(m, size) != 0;
       }
       if (stop) break;
     }

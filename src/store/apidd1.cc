@@ -1036,6 +1036,7 @@ void ddGrowTempTable(ddSite *site, int base, int code) {
 
 /* The code stays local for good. Both bytes are taken as signed. */
 void ddFillTempEntry(ddSite *site, int code, int length, unsigned char subRev, unsigned char version) {
+  if (code < site->recordBase) return; /* no slot, and the difference might not fit an int */
   ddRSchema *r = ddSiteRecordAt(site, code - site->recordBase);
   if (r == nullptr || r->head.code != 0) return; /* the first registration stands */
   r->head.code = code;

@@ -321,14 +321,33 @@ std::vector<PackFrame> &packFrames() {
   return *frames;
 }
 
-/* The record that a slot holds in line and that must be laid out before the
-** slot has a size, as ddSizeOfCode would lay it out; null for any other slot. */
-ddRSchema *unlaidRecord(const ddField &slot) {
+/* Bytes of one whole value of a data definition, arrayCount included. */
+int dataSize(const ddDSchema *d) {
+  if (d->head.tagType == MTYPE_FLAG) {
+    if (d->head.length > 1) std::printf("Note: multiple-bit bitfield\n");
+    return 1;
+  }
+  return timesArray(d->head.length, d->head.arrayCount);
+}
+
+/* Bytes the slot takes, as ddFieldSize gives them, with one difference: a
+** record held in line that must be laid out first is handed back in *inner
+** (the slot's size then follows from its length), rather than laid out. */
+int measureSlot(const ddField &slot, ddRSchema **inner) {
   int kind = ddFieldKind(&slot);
-  if (kind != DD_KIND_DC && kind != DD_KIND_STRUCTURE) return nullptr;
-  ddRSchema *r = ddGetRSchema(slot.code);
-  if (r == nullptr || r->head.length != 0 || r->fields == nullptr || onTheWay(r)) return nullptr;
-  return r;
+  if (kind == DD_KIND_POINTER) return 4;
+  if (kind != DD_KIND_DC && kind != DD_KIND_STRUCTURE) return 0;
+  if (ddRSchema *r = ddGetRSchema(slot.code)) {
+    if (r->head.length == 0) {
+      /* Held in line by itself, directly or through others: this slot
+      ** closes the cycle and takes no room. Without fields it measures 0. */
+      if (r->fields != nullptr && !onTheWay(r)) *inner = r;
+      return 0;
+    }
+    return timesArray(r->head.length, r->head.arrayCount);
+  }
+  if (ddDSchema *d = ddGetDSchema(slot.code)) return dataSize(d);
+  return 0;
 }
 
 } // namespace
@@ -367,8 +386,8 @@ int ddPackFields(ddRSchema *record) {
     }
     ddRSchema *inner = nullptr;
     for (; top.slot < top.record->fieldCount; top.slot++) {
-      if ((inner = unlaidRecord(fields[top.slot])) != nullptr) break;
-      int size = ddFieldSize(&fields[top.slot]);
+      int size = measureSlot(fields[top.slot], &inner);
+      if (inner != nullptr) break;
       fields[top.slot].offset = top.offset;
       top.offset = wrapAdd(top.offset, size);
     }
@@ -407,13 +426,7 @@ int ddSizeOfCode(int code) {
     }
     return timesArray(r->head.length, r->head.arrayCount);
   }
-  if (ddDSchema *d = ddGetDSchema(code)) {
-    if (d->head.tagType == MTYPE_FLAG) {
-      if (d->head.length > 1) std::printf("Note: multiple-bit bitfield\n");
-      return 1;
-    }
-    return timesArray(d->head.length, d->head.arrayCount);
-  }
+  if (ddDSchema *d = ddGetDSchema(code)) return dataSize(d);
   return 0;
 }
 
