@@ -1,6 +1,6 @@
 /*
-** What the fuzz targets share: the input as a schema file, a runner that
-** gives each input a fresh process (the store keeps every site until exit,
+** What the fuzz targets share: the input as a schema file, runners that
+** give each input a fresh store (the store keeps every site until exit,
 ** and the site table holds 10), and the checks of the store's invariants.
 */
 #ifndef RKDD_FUZZ_COMMON_H
@@ -50,6 +50,20 @@ inline const char *fuzzWriteInput(const uint8_t *data, size_t size) {
   if (size > 0) FUZZ_CHECK(std::fwrite(data, 1, size, f) == size);
   std::fclose(f);
   return path.c_str();
+}
+
+/* ---------------------------------------------------------------------------
+** A fresh store per input, in this process: body runs, then every source
+** file of the library forgets its state and every block the library holds
+** is released (fuzz_reset.cc), so that the next input finds an empty site
+** table, as a fresh process would, at a fraction of a fork's cost.
+*/
+
+void fuzzFreshStore();
+
+template <typename Body> void fuzzFresh(Body body) {
+  body();
+  fuzzFreshStore();
 }
 
 /* ---------------------------------------------------------------------------

@@ -589,86 +589,69 @@ ElementShape shapeOf(const ddBufMember *member, int type, const ddBufData *data)
 
 } // namespace
 
-int ddAutosize(ddBuffer *buffer) {
-  autosizeBuffer = buffer;
-  msetWalk(buffer->structs, [](const intptr_t *cell, int, int) {
-    ddSizeStruct(reinterpret_cast<ddBufStruct *>(*cell));
-    return 0;
-  });
-  return 0;
-}
+namespace {
 
-int ddSizeStruct(ddBufStruct *structure) {
-  switch (structure->state) {
-  case kSized:
-    if (structure->len == 0) std::printf("WARNING: \"%s\" has a length of 0.\n", structure->name);
-    return structure->len;
-  case kInProgress:
-    std::printf("ERROR: Cannot calculate records that contain themselves.\n");
-    return 0;
-  case kCompileTime:
-    return -1;
-  }
-  int32_t result = structure->len;
-  if (structure->sn != nullptr || structure->un != nullptr) {
-    structure->state = kCompileTime;
-    result = -1;
-  }
-  if (structure->len > 0) {
-    structure->state = kSized;
-    std::printf("WARNING: Structure \"%s\" uses hardcoded lengths. (Skipping autosize)\n", structure->name);
-    result = structure->len;
-  }
-  if (structure->state == kNotVisited) {
-    structure->state = kInProgress;
-    for (mlistNode *n = mlistHead(reinterpret_cast<mlist *>(structure->members)); n; n = mlistNext(n))
-      if (ddSizeMember(reinterpret_cast<ddBufMember *>(n->value), structure) != 0) break;
-    if (structure->nextBit > 0) structure->len = clampSize(int64_t{structure->len} + 1);
-    if (structure->holdsEnum) structure->len = 4;
-    structure->state = kSized;
-    result = structure->len;
-  }
-  return result;
-}
+/* One member on its way through sizing: what it names, and the shape of
+** its element, kept while a structure it holds in line is sized first. */
+struct MemberSizing {
+  ddBufMember *member;
+  ddBufStruct *structure;
+  ddBufData *data;
+  ddBufRecord *record;
+  int64_t count;
+  ElementShape shape;
+  ddBufStruct *inner; /* the structure whose size the element takes */
+};
 
-int ddSizeMember(ddBufMember *member, ddBufStruct *structure) {
-  ddBufData *data = nullptr;
-  ddBufRecord *record = nullptr;
+enum MemberStep { kStop, kReady, kNeedsInner };
+
+/* The first half of a member: looks up what it names and works out its
+** element's shape. kNeedsInner when that is a structure held in line whose
+** size finishMember is to be given. */
+[[gnu::always_inline]] inline MemberStep beginMember(MemberSizing &m) {
+  ddBufMember *member = m.member;
   int type = MTYPE_CHAR;
-  int64_t count = member->pad;
+  m.count = member->pad;
   if (member->pad == 0) {
-    data = ddBufferMemberTarget(autosizeBuffer, member, &record);
-    if (data == nullptr && record == nullptr) {
+    m.data = ddBufferMemberTarget(autosizeBuffer, member, &m.record);
+    if (m.data == nullptr && m.record == nullptr) {
       std::printf("ERROR: Unknown element, \"%s\"\n", member->name);
-      return 1;
+      return kStop;
     }
-    type = data ? data->type : record->type;
-    count = data ? data->acnt : record->acnt;
+    type = m.data ? m.data->type : m.record->type;
+    m.count = m.data ? m.data->acnt : m.record->acnt;
   }
+  m.shape = shapeOf(member, type, m.data);
+  if (member->ptr || m.record == nullptr) return kReady;
+  if (m.shape.size != -1) std::printf("ERROR: Invalid type for recorddef \"%s\"\n", member->name);
+  const char *name = m.record->structName;
+  m.inner = name ? static_cast<ddBufStruct *>(ddBufferFindName(name, autosizeBuffer->structs)) : nullptr;
+  if (m.inner != nullptr) return kNeedsInner;
+  /* A record without a structure is written rkNULL in the file. */
+  std::printf("ERROR: Invalid structure reference \"%s\"\n", name ? name : "rkNULL");
+  m.shape.size = 0;
+  return kReady;
+}
 
-  ElementShape shape = shapeOf(member, type, data);
+/* The second half: places the member in its structure, given the size of
+** the structure it holds in line when it holds one. Non-zero stops the walk
+** of that structure. */
+[[gnu::always_inline]] inline int finishMember(MemberSizing &m, int32_t innerSize) {
+  ddBufMember *member = m.member;
+  ddBufStruct *structure = m.structure;
+  ElementShape shape = m.shape;
   int64_t total;
   if (member->ptr) {
     shape.size = 4;
     total = 4;
   } else {
-    if (record != nullptr) {
-      if (shape.size != -1) std::printf("ERROR: Invalid type for recorddef \"%s\"\n", member->name);
-      auto *inner = record->structName
-                        ? static_cast<ddBufStruct *>(ddBufferFindName(record->structName, autosizeBuffer->structs))
-                        : nullptr;
-      if (inner != nullptr) {
-        shape.size = ddSizeStruct(inner);
-      } else {
-        /* A record without a structure is written rkNULL in the file. */
-        std::printf("ERROR: Invalid structure reference \"%s\"\n", record->structName ? record->structName : "rkNULL");
-        shape.size = 0;
-      }
-    } else if (shape.size == -1) {
+    if (m.inner != nullptr) {
+      shape.size = innerSize;
+    } else if (m.record == nullptr && shape.size == -1) {
       std::printf("ERROR: Invalid type for datadef \"%s\"\n", member->name);
       shape.size = 0;
     }
-    total = count != 0 ? int64_t{shape.size} * count : shape.size;
+    total = m.count != 0 ? int64_t{shape.size} * m.count : shape.size;
   }
   if (shape.size == -1) {
     std::printf("ERROR: Structure \"%s\" has compile-time offsets. (Can't autosize)\n", member->name);
@@ -691,7 +674,7 @@ int ddSizeMember(ddBufMember *member, ddBufStruct *structure) {
   member->off = structure->len;
   structure->len = clampSize(structure->len + total);
 
-  if (data != nullptr && data->isEnum) {
+  if (m.data != nullptr && m.data->isEnum) {
     /* Members of a structure holding an enum are numbered by bit from the
     ** start of one 32-bit word. */
     structure->holdsEnum = 1;
@@ -701,4 +684,127 @@ int ddSizeMember(ddBufMember *member, ddBufStruct *structure) {
     }
   }
   return shape.size == -1;
+}
+
+/* The first half of a structure: true when its members are to be walked,
+** which marks it in progress; otherwise *size is what it measures. */
+bool enterStruct(ddBufStruct *structure, int32_t *size) {
+  switch (structure->state) {
+  case kSized:
+    if (structure->len == 0) std::printf("WARNING: \"%s\" has a length of 0.\n", structure->name);
+    *size = structure->len;
+    return false;
+  case kInProgress:
+    std::printf("ERROR: Cannot calculate records that contain themselves.\n");
+    *size = 0;
+    return false;
+  case kCompileTime:
+    *size = -1;
+    return false;
+  }
+  *size = structure->len;
+  if (structure->sn != nullptr || structure->un != nullptr) {
+    structure->state = kCompileTime;
+    *size = -1;
+  }
+  if (structure->len > 0) {
+    structure->state = kSized;
+    std::printf("WARNING: Structure \"%s\" uses hardcoded lengths. (Skipping autosize)\n", structure->name);
+    *size = structure->len;
+  }
+  if (structure->state != kNotVisited) return false;
+  structure->state = kInProgress;
+  return true;
+}
+
+/* The last step of a structure whose members were walked: its size. */
+int32_t leaveStruct(ddBufStruct *structure) {
+  if (structure->nextBit > 0) structure->len = clampSize(int64_t{structure->len} + 1);
+  if (structure->holdsEnum) structure->len = 4;
+  structure->state = kSized;
+  return structure->len;
+}
+
+/* A structure whose members are being walked, and the member at hand. */
+struct SizingFrame {
+  mlistNode *next;
+  MemberSizing member;
+};
+
+/* The structures being sized, outermost first: a stack on the heap, so that
+** the depth of nesting in a file costs no stack of the caller's. */
+std::vector<SizingFrame> &sizingFrames() {
+  static auto *frames = new std::vector<SizingFrame>; /* lives to exit */
+  return *frames;
+}
+
+} // namespace
+
+int ddAutosize(ddBuffer *buffer) {
+  autosizeBuffer = buffer;
+  msetWalk(buffer->structs, [](const intptr_t *cell, int, int) {
+    ddSizeStruct(reinterpret_cast<ddBufStruct *>(*cell));
+    return 0;
+  });
+  return 0;
+}
+
+int ddSizeStruct(ddBufStruct *structure) {
+  int32_t size;
+  if (!enterStruct(structure, &size)) return size;
+  std::vector<SizingFrame> &frames = sizingFrames();
+  size_t base = frames.size();
+  frames.push_back({mlistHead(reinterpret_cast<mlist *>(structure->members)), {}});
+  frames.back().member.structure = structure;
+  bool innerDone = false; /* the top frame's member waits for size */
+  for (;;) {
+    SizingFrame &top = frames.back();
+    ddBufStruct *owner = top.member.structure;
+    bool stop = false;
+    if (innerDone) {
+      innerDone = false;
+      stop = finishMember(top.member, size) != 0;
+      top.next = mlistNext(top.next);
+    }
+    /* The member at hand stays a local, which the compiler keeps in
+    ** registers, unless it must wait in its frame for an inner size. */
+    ddBufStruct *inner = nullptr;
+    for (; !stop && top.next != nullptr; top.next = mlistNext(top.next)) {
+      MemberSizing m{reinterpret_cast<ddBufMember *>(top.next->value), owner, nullptr, nullptr, 0, {}, nullptr};
+      MemberStep step = beginMember(m);
+      if (step == kStop) {
+        stop = true;
+      } else if (step == kReady) {
+        stop = finishMember(m, 0) != 0;
+      } else if (enterStruct(m.inner, &size)) {
+        inner = m.inner;
+        top.member = m;
+        break;
+      } else {
+        stop = finishMember(m, size) != 0;
+      }
+      if (stop) break;
+    }
+    if (inner != nullptr) {
+      frames.push_back({mlistHead(reinterpret_cast<mlist *>(inner->members)), {}});
+      frames.back().member.structure = inner;
+      continue;
+    }
+    size = leaveStruct(owner);
+    frames.pop_back();
+    if (frames.size() == base) return size;
+    innerDone = true;
+  }
+}
+
+int ddSizeMember(ddBufMember *member, ddBufStruct *structure) {
+  MemberSizing m{member, structure, nullptr, nullptr, 0, {}, nullptr};
+  switch (beginMember(m)) {
+  case kStop:
+    return 1;
+  case kReady:
+    return finishMember(m, 0);
+  default:
+    return finishMember(m, ddSizeStruct(m.inner));
+  }
 }

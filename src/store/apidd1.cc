@@ -819,6 +819,7 @@ namespace {
 
 int ddNextIlevel = DD_ILEVEL_FIRST; /* shared by all sites, never reset */
 
+
 /* The messages of each kind of table, kept byte for byte (the record one
 ** has no closing parenthesis). */
 struct TableTexts {
@@ -1037,6 +1038,7 @@ void ddGrowTempTable(ddSite *site, int base, int code) {
 
 /* The code stays local for good. Both bytes are taken as signed. */
 void ddFillTempEntry(ddSite *site, int code, int length, unsigned char subRev, unsigned char version) {
+  if (code < site->recordBase) return; /* no slot, and the difference might not fit an int */
   ddRSchema *r = ddSiteRecordAt(site, code - site->recordBase);
   if (r == nullptr || r->head.code != 0) return; /* the first registration stands */
   r->head.code = code;
@@ -1048,3 +1050,15 @@ void ddFillTempEntry(ddSite *site, int code, int length, unsigned char subRev, u
   r->ilevel = DD_TEMP_ILEVEL;
   ddIndexSiteChanged(site->siteNo);
 }
+
+#ifdef RKDD_FUZZ_RESET
+void ddFuzzResetSites(void) {
+  for (ddSite *&site : ddSiteTable) site = nullptr;
+  ddSiteTableCount = 0;
+  ddLookupCache = {};
+  ddNextIlevel = DD_ILEVEL_FIRST;
+  for (Room *rooms : {recordRoom, dataRoom})
+    for (int i = 0; i < DD_MAX_SITES; i++) rooms[i] = Room{};
+  ownedBlocks() = BlockRegistry{};
+}
+#endif

@@ -106,4 +106,16 @@ void ddGrowTempTable(ddSite *site, int base, int code);
 void ddFillTempEntry(ddSite *site, int code, int length, unsigned char subRev,
                      unsigned char version);
 
+#ifdef RKDD_FUZZ_RESET
+/* Fuzzing builds only, never in the shipped library: each forgets the state
+** its source file keeps (sites and look-up cache, room and owned blocks;
+** field indexes and layout; the name indexes; the import's buffers), so
+** that the next input finds an empty store. The blocks the state pointed to
+** are the caller's to release. */
+void ddFuzzResetSites(void);
+void ddFuzzResetFields(void);
+void ddFuzzResetIndex(void);
+void ddFuzzResetImport(void);
+#endif
+
 #endif
