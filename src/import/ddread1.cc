@@ -20,6 +20,7 @@
 #include <string_view>
 
 #include "import/ddutil.h"
+#include "store/ddstore.h"
 #include "support/rkmem.h"
 
 namespace {

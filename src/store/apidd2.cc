@@ -13,7 +13,6 @@
 #include <unordered_set>
 #include <vector>
 
-#include "import/ddutil.h"
 #include "support/mlist.h"
 #include "support/rkmem.h"
 

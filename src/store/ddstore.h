@@ -80,6 +80,11 @@ int ddOwnsBlock(const void *block);
 int ddReleaseBlockAt(void *block, const char *file, int line);
 #define ddReleaseBlock(block) ddReleaseBlockAt((void *)(block), RK_SOURCE_NAME, __LINE__)
 
+/* Default length of a tag type in bytes (-1 for text), as a new data
+** definition of that type gets it. Record kinds and numbers outside the
+** table print a warning and give 0. */
+int ddTypeSize(int tagType);
+
 /* Compiled sites: the steps ddSetCode runs, in this order, once the codes
 ** of a site's tables are final. */
 #define DD_LINK_SPARE 64        /* zero slots behind every resolved name list */
