@@ -46,6 +46,7 @@ void fuzzFreshStore() {
   ddFuzzResetImport();
   ddFuzzResetIndex();
   ddFuzzResetFields();
+  ddFuzzResetCompiled();
   ddFuzzResetSites();
   for (void *block : liveBlocks()) __real_UZA_free(block, "fuzz_reset", __LINE__);
   liveBlocks().clear();
