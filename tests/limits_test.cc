@@ -116,7 +116,7 @@ TEST(Limits, EndlessUnitsEndTheReadWithAMessage) {
 
 TEST(Limits, NestingPastTheSiteImportsOnASmallStack) {
   /* Far more records than a site holds: those past it are not built. */
-  writeChain(50000, false);
+  writeChain(20000, false);
   int result = -1;
   onSmallStack(256, [&] {
     CaptureStdout();
@@ -124,9 +124,9 @@ TEST(Limits, NestingPastTheSiteImportsOnASmallStack) {
     GetCapturedStdout();
   });
   EXPECT_EQ(result, 0);
-  EXPECT_EQ(ddGetLength(ddNameToCode("R49999")), 4);
-  EXPECT_EQ(ddGetLength(ddNameToCode("R49000")), 4 + 2 * 999);
-  EXPECT_EQ(ddNameToCode("R0"), 0); /* the 50,000th record had no code left */
+  EXPECT_EQ(ddGetLength(ddNameToCode("R19999")), 4);
+  EXPECT_EQ(ddGetLength(ddNameToCode("R19000")), 4 + 2 * 999);
+  EXPECT_EQ(ddNameToCode("R0"), 0); /* the 20,000th record had no code left */
 }
 
 TEST(Limits, TheDeepestSiteLaysOutAndFindsPathsOnASmallStack) {
