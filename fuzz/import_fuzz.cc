@@ -1,6 +1,6 @@
 /*
-** The whole import on arbitrary bytes, each input in a fresh process (see
-** fuzzInChild), so that every input finds an empty site table. After the
+** The whole import on arbitrary bytes, each input on a fresh store (see
+** fuzzFresh), so that every input finds an empty site table. After the
 ** import the store's invariants must hold, the layouts must be those of a
 ** fix-up, and the queries that walk fields, links and paths must end.
 */
@@ -36,7 +36,7 @@ void walkSite(int siteNo) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   const char *path = fuzzWriteInput(data, size);
-  fuzzInChild([path] {
+  fuzzFresh([path] {
     int site = -1;
     int result = ddImportSchema(path, &site);
     FUZZ_CHECK(result == 0 || result == 1);

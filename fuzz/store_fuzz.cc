@@ -1,6 +1,6 @@
 /*
-** Sequences of store calls decoded from the input, each sequence in a fresh
-** process (see fuzzInChild). After every call the store's invariants must
+** Sequences of store calls decoded from the input, each sequence on a fresh
+** store (see fuzzFresh). After every call the store's invariants must
 ** hold; after every fix-up the layouts must be those that the field tables
 ** and the definitions' lengths give.
 */
@@ -280,7 +280,7 @@ struct Run {
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
-  fuzzInChild([data, size] {
+  fuzzFresh([data, size] {
     Run run{{data, data + size}, {}, false};
     int steps = 0;
     while (run.in.more() && steps++ < 400) {

@@ -5,6 +5,7 @@
 #include <stddef.h>
 #include <stdio.h>
 
+#include "rkdd/keywords.h"
 #include "rkdd/rkdd.h"
 
 static int failures;

@@ -15,6 +15,7 @@ TEST(TempSite, GrowsByCodeTheFirstRegistrationStandsAndBytesAreSigned) {
   ddSite *s = ddSiteNo2SiteInfo(n);
   ddSetTempCode(1, 255, 4, 0, 0); /* below the site's codes, above them, no such site */
   ddSetTempCode(1, 4096, 4, 0, 0);
+  ddSetTempCode(1, INT32_MIN + 2, 4, 0, 0); /* far below: no overflow on the way */
   ddSetTempCode(7, 300, 4, 0, 0);
   EXPECT_EQ(V({n, s->recordCount, ddSiteCount()}), V({1, 0, 2}));
   ddSetTempCode(1, 300, 40, 3, 2);

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "import/ddutil.h"
+#include "store/ddstore.h"
 #include "rkdd/rkdd.h"
 
 using testing::internal::CaptureStdout;

@@ -18,7 +18,7 @@ std::span<const kitField> recordFields(const kitModel &model, int record) {
 /* The tag type keyword of what the slot holds, with its array count. */
 std::string fieldType(const kitField &f) {
   if (f.tagType < 0) return "?";
-  const char *name = tagTypeName(f.tagType);
+  const char *name = kitTagTypeName(f.tagType);
   std::string type = name ? name : "type " + std::to_string(f.tagType);
   if (f.arrayCount >= 2) type.append("[").append(std::to_string(f.arrayCount)).append("]");
   return type;

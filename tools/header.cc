@@ -68,7 +68,7 @@ std::string HeaderWriter::identifier(const std::string &name, std::set<std::stri
 std::string HeaderWriter::scalar(int code, int size, std::string *comment) {
   int tag = ddGetTagType(code), length = ddGetLength(code);
   int count = ddGetArrayCount(code) >= 2 ? ddGetArrayCount(code) : 1;
-  const char *t = tagTypeName(tag);
+  const char *t = kitTagTypeName(tag);
   *comment = t ? t : "type " + std::to_string(tag);
   if (tag == MTYPE_FLAG) return size == 1 ? "uint8_t" : "";
   if (length <= 0 || static_cast<long long>(length) * count != size) return "";
@@ -161,10 +161,10 @@ void HeaderWriter::record(int code) {
   }
   e.complete = members > 0 && !gaps && cursor == length;
 
-  const char *type = tagTypeName(ddGetTagType(code));
+  const char *type = kitTagTypeName(ddGetTagType(code));
   out_ << "\n/* " << nameOf(code) << ": code " << code << ", " << (type ? type : "?");
   if (int level = ddGetIlevel(code)) {
-    const char *l = levelName(level);
+    const char *l = kitLevelName(level);
     out_ << ", " << (l ? l : "level " + std::to_string(level));
   }
   out_ << ", " << length << " bytes */\n";

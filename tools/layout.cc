@@ -36,7 +36,7 @@ std::string note(long long offset, int size, const std::string &extra) {
 }
 
 std::string typeWord(int code) {
-  const char *t = tagTypeName(ddGetTagType(code));
+  const char *t = kitTagTypeName(ddGetTagType(code));
   return t ? t : "type " + std::to_string(ddGetTagType(code));
 }
 
@@ -109,7 +109,7 @@ int cmdLayout(const std::string &file, const std::string &recordName) {
 
   std::string head = "code " + std::to_string(record) + ", " + typeWord(record);
   if (int level = ddGetIlevel(record)) {
-    const char *l = levelName(level);
+    const char *l = kitLevelName(level);
     head += ", " + (l ? std::string(l) : "level " + std::to_string(level));
   }
   std::vector<Line> lines;

@@ -33,7 +33,7 @@ void headJson(Json &j, int code) {
   int tag = ddGetTagType(code);
   j["code"] = code;
   j["name"] = text(ddGetName(code));
-  j["type"] = text(tagTypeName(tag));
+  j["type"] = text(kitTagTypeName(tag));
   j["typeNumber"] = tag;
 }
 
@@ -54,7 +54,7 @@ Json recordJson(const kitModel &model, int code) {
   headJson(j, code);
   int level = ddGetIlevel(code);
   j["level"] = level;
-  j["levelName"] = level ? text(levelName(level)) : Json(nullptr);
+  j["levelName"] = level ? text(kitLevelName(level)) : Json(nullptr);
   j["length"] = ddGetLength(code);
   attributesJson(j, code);
   j["maxId"] = ddGetMaxId(code);

@@ -1,7 +1,7 @@
 /*
 ** Declarations shared by the files of the rkdd command-line tool: loading a
-** schema file with its diagnostics kept apart, keyword tables, a view of a
-** record's fields, and one entry point per command.
+** schema file with its diagnostics kept apart, names and numbers as text, a
+** view of a record's fields, and one entry point per command.
 */
 #ifndef RKDD_TOOL_H
 #define RKDD_TOOL_H
@@ -38,8 +38,6 @@ Loaded loadSchema(const std::string &path);
 void relayDiagnostics(const Loaded &loaded);
 
 /* names.cc */
-const char *tagTypeName(int tagType);
-const char *levelName(int level);
 const char *kindName(int kind);
 std::string nameOf(int code);
 std::string fmtFloat(float value);

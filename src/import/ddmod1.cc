@@ -7,6 +7,7 @@
 #include "import/ddmod.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdio>
 #include <initializer_list>
 #include <deque>
@@ -91,7 +92,14 @@ void setLinks(ddBuildContext *context, int code, const ddBufRecord *entry, const
   if (listName == nullptr) return;
   auto *list = static_cast<ddBufCodeList *>(ddBufferFindName(listName, set));
   if (list == nullptr) return reportMissing(what, listName, entry->name);
-  context->errors += !setter(code, tableFor(context, list), list->count);
+  /* A record keeps each list's count in one byte. */
+  int count = list->count;
+  if (count > UINT8_MAX) {
+    std::printf("ERROR: %s \"%s\" of \"%s\" has %d items; the first %d are kept.\n", what, listName,
+                entry->name, count, UINT8_MAX);
+    count = UINT8_MAX;
+  }
+  context->errors += !setter(code, tableFor(context, list), count);
 }
 
 /* The tables in a map were copied by the setters; they go with the map. */
@@ -268,6 +276,10 @@ std::deque<ddBuffer> &keptBuffers() {
   return *buffers;
 }
 } // namespace
+
+#ifdef RKDD_FUZZ_RESET
+void ddFuzzResetImport(void) { keptBuffers().clear(); }
+#endif
 
 int ddImportSchema(const char *path, int *siteNo) {
   int result = 0;

@@ -22,21 +22,42 @@ enum {
   DD_TEXT_SIZE = 4096,  /* describe text, define value */
 };
 
+/* The most text one unit of a file may run to: a command word, a name, a
+** list (items, options and quoted texts in it), a member or list statement,
+** a describe text or a define value, with the blanks and comments behind
+** it. Past this the file is taken for no schema text, as an unknown command
+** word is: one "ERROR: ..." line and "Aborted.", and the read fails. So an
+** endless stream ends the read after this much, and the memory the read
+** needs stays that of the buffers above. Checked each time a chunk is read
+** from a file, so the read ends within one chunk past the bound. A fuzzing
+** build sets a smaller bound, so that short inputs reach it. */
+#ifndef DD_UNIT_LIMIT
+#define DD_UNIT_LIMIT (1L << 20)
+#endif
+
 /* A schema text and the position of the next character: [at, end) is what
 ** is at hand. With a file, the next chunk of it is read into chunk when at
 ** reaches end, so a file of any size needs one chunk of memory; without,
-** the text ends at end. */
+** the text ends at end. read counts the bytes of every chunk so far, and
+** mark is where the unit at hand began, counted the same way; a file whose
+** unit runs past DD_UNIT_LIMIT sets overrun, and its input ends there. */
 typedef struct ddStream {
   const char *at;
   const char *end;
   FILE *file;
   char *chunk;
   size_t chunkSize;
+  long long read;
+  long long mark;
+  int overrun;
 } ddStream;
 
+/* Notes that a new unit begins at the next character. */
+void ddMarkUnit(ddStream *stream);
+
 /* Reads the file at path into buffer. 1 when the file was read to its end,
-** 0 when it did not open or held a word that is no command (what was read
-** before stays in the buffer). */
+** 0 when it did not open, held a word that is no command, or ran past
+** DD_UNIT_LIMIT in one unit (what was read before stays in the buffer). */
 int ddReadSchemaFile(const char *path, ddBuffer *buffer);
 
 /* Skips blank characters (blank, tab, newline, carriage return) and

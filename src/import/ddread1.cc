@@ -20,6 +20,7 @@
 #include <string_view>
 
 #include "import/ddutil.h"
+#include "store/ddstore.h"
 #include "support/rkmem.h"
 
 namespace {
@@ -31,10 +32,16 @@ constexpr int kEnd = -1;
 /* Makes the next chunk of the file the text at hand; false at end of input,
 ** or when the file cannot be read further, which ends the input too. */
 bool refill(ddStream *s) {
-  if (s->file == nullptr) return false;
+  if (s->file == nullptr || s->overrun) return false;
+  if (s->read - s->mark > DD_UNIT_LIMIT) {
+    s->overrun = 1;
+    s->at = s->end;
+    return false;
+  }
   size_t got = std::fread(s->chunk, 1, s->chunkSize, s->file);
   s->at = s->chunk;
   s->end = s->chunk + got;
+  s->read += static_cast<long long>(got);
   return got > 0;
 }
 
@@ -166,6 +173,7 @@ int gatherItem(ddStream *s, Gather &g, int separator, int terminator) {
 bool readWord(ddStream *s, char *out, int size) {
   skipWhile(s, isWhite);
   if (peek(s) == kEnd) return false;
+  ddMarkUnit(s);
   Gather word{out, size};
   gatherUntil(s, word, isWhite);
   word.finish();
@@ -356,12 +364,18 @@ struct BlockFree {
   void operator()(char *p) const { rkFree(p); }
 };
 
-/* How much of a schema file is at hand at once. */
-constexpr size_t kChunkSize = 64 * 1024;
+/* How much of a schema file is at hand at once; a fuzzing build sets less,
+** with its smaller DD_UNIT_LIMIT. */
+#ifndef DD_CHUNK_SIZE
+#define DD_CHUNK_SIZE (64 * 1024)
+#endif
+constexpr size_t kChunkSize = DD_CHUNK_SIZE;
 
 } // namespace
 
 /* ---- Scanner --------------------------------------------------------- */
+
+void ddMarkUnit(ddStream *s) { s->mark = s->read - (s->end - s->at); }
 
 void ddSkipSpace(ddStream *s) {
   if (s->at < s->end && !isBlank(static_cast<unsigned char>(*s->at)) && *s->at != '/') return;
@@ -399,6 +413,7 @@ int ddReadList(ddStream *s, int *count, char **items, const char *stops) {
   } else {
     ddSkipSpace(s);
   }
+  ddMarkUnit(s);
   char work[DD_ITEM_SIZE];
   Gather item{work, DD_ITEM_SIZE};
   bool dropped = false;
@@ -472,7 +487,7 @@ int ddReadSchemaFile(const char *path, ddBuffer *buffer) {
     if (fstat(fileno(file.get()), &info) == 0 && info.st_size > 0)
       size = std::min(size, static_cast<size_t>(info.st_size));
     chunk.reset(static_cast<char *>(rkAllocate(size)));
-    stream = {nullptr, nullptr, file.get(), chunk.get(), size};
+    stream = {nullptr, nullptr, file.get(), chunk.get(), size, 0, 0, 0};
     refill(&stream);
   }
   /* A file that gives an error on its first read (a directory does) counts
@@ -489,6 +504,7 @@ int ddReadSchemaFile(const char *path, ddBuffer *buffer) {
   while (readWord(s, word, sizeof word)) {
     ddSkipSpace(s);
     bool named = readWord(s, name, sizeof name);
+    if (s->overrun) break;
     const Command *command = nullptr;
     for (const Command &c : kCommands)
       if (c.word == word && !command) command = &c;
@@ -509,6 +525,11 @@ int ddReadSchemaFile(const char *path, ddBuffer *buffer) {
       command->withBody(buffer, s, name);
     }
     ddSkipSpace(s);
+  }
+  if (s->overrun) {
+    std::printf("ERROR: More than %ld characters without an end; not a schema text.\nAborted.\n\n",
+                static_cast<long>(DD_UNIT_LIMIT));
+    return 0;
   }
   return 1;
 }
@@ -576,6 +597,7 @@ int ddReadStruct(ddBuffer *buffer, ddStream *s, const char *name) {
     ** in one step, as the full read below would take it. */
     Gather word{plain, DD_ITEM_SIZE};
     if (takePlainItem(s, ';', ';', word) == ';') {
+      ddMarkUnit(s);
       s->at++;
       word.finish();
       skipWhile(s, [](int c) { return c == ';' || isBlank(c); });
@@ -631,6 +653,7 @@ int ddReadDescribe(ddBuffer *buffer, ddStream *s, const char *name) {
   auto *d = addEntry<ddBufDescribe>(buffer, DDBUF_DESCRIBE, name);
   if (d == nullptr) return 0;
   ddExpectChar(s, '{');
+  ddMarkUnit(s);
   char text[DD_TEXT_SIZE];
   Gather g{text, DD_TEXT_SIZE};
   bool any = false;

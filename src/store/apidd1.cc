@@ -1,7 +1,8 @@
 /*
 ** Sites, codes and entries: the site table, decoding a code to its slot, the
 ** lookups by code, name, label and format level, the plain queries, and the
-** creation of definitions with their plain setters.
+** creation of definitions with their plain setters. Compiled sites are
+** fixed up in apidd3, temporary sites kept in apidd4.
 */
 #define RK_SOURCE_NAME "apidd1"
 #include "ddstore.h"
@@ -13,7 +14,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "support/mhash.h"
+#include "support/mblock.h"
 #include "support/mlist.h"
 #include "support/rkmem.h"
 
@@ -28,40 +29,6 @@ struct LookupCache {
   int code;
   ddSchema *entry;
 } ddLookupCache;
-
-/* Every block the store allocated for texts, field tables and entry tables.
-** Whatever is not here belongs to a library with a compiled schema. Blocks
-** start on 8-byte boundaries, so each is one bit in a map of its 4 KiB page:
-** the store's blocks lie on few pages, which keeps the registry small, and
-** a block made just after another usually finds its bit on a line at hand. */
-class BlockRegistry {
-public:
-  void add(const void *block) {
-    bool fresh;
-    pages_.insert(pageOf(block), &fresh)[wordAt(block)] |= bitOf(block);
-  }
-  bool holds(const void *block) { return wordOf(block) != nullptr; }
-  /* Takes block out; false when it was not in. */
-  bool remove(const void *block) {
-    uint64_t *word = wordOf(block);
-    if (word != nullptr) *word &= ~bitOf(block);
-    return word != nullptr;
-  }
-
-private:
-  using Bits = std::array<uint64_t, 4096 / 8 / 64>;
-  static uintptr_t addressOf(const void *block) { return reinterpret_cast<uintptr_t>(block); }
-  static uint64_t pageOf(const void *block) { return addressOf(block) >> 12; }
-  static size_t wordAt(const void *block) { return (addressOf(block) >> 9) & 7; }
-  static uint64_t bitOf(const void *block) { return uint64_t{1} << ((addressOf(block) >> 3) & 63); }
-  /* The word that holds block's bit, when the bit is set; else null. */
-  uint64_t *wordOf(const void *block) {
-    Bits *bits = pages_.find(pageOf(block));
-    uint64_t *word = bits ? &(*bits)[wordAt(block)] : nullptr;
-    return word != nullptr && (*word & bitOf(block)) != 0 ? word : nullptr;
-  }
-  WordHash<Bits> pages_;
-};
 
 BlockRegistry &ownedBlocks() {
   static auto *blocks = new BlockRegistry; /* lives to exit */
@@ -86,6 +53,19 @@ int ddReleaseBlockAt(void *block, const char *file, int line) {
   if (block == nullptr || !ownedBlocks().remove(block)) return 0;
   UZA_free(block, file, line);
   return 1;
+}
+
+void *ddOwnedZeroBlock(size_t size) {
+  void *block = rkAllocatez(size);
+  ddOwnBlock(block);
+  return block;
+}
+
+void *ddOwnedCopy(const void *block, size_t size) {
+  void *copy = rkAllocate(size);
+  std::memcpy(copy, block, size);
+  ddOwnBlock(copy);
+  return copy;
 }
 
 /* ---------------------------------------------------------------------------
@@ -229,20 +209,16 @@ ddSite *siteOfCode(int code) {
   ddSite *site;
   return ddDecodeCode(code, &index, &site) != DD_KIND_NONE ? site : nullptr;
 }
-
-bool inRange(int local, int first, int last) {
-  return local >= first && local <= last;
-}
 } // namespace
 
 int ddIsRcode(int code) {
   ddSite *site = ddSiteAt(code / DD_CODE_BASE);
-  return site && inRange(code % DD_CODE_BASE, site->firstRecord, site->lastRecord);
+  return site && ddInRange(code % DD_CODE_BASE, site->firstRecord, site->lastRecord);
 }
 
 int ddIsDcode(int code) {
   ddSite *site = ddSiteAt(code / DD_CODE_BASE);
-  return site && inRange(code % DD_CODE_BASE, site->firstData, site->lastData);
+  return site && ddInRange(code % DD_CODE_BASE, site->firstData, site->lastData);
 }
 
 int ddGetSiteNo(int code) {
@@ -267,8 +243,8 @@ int ddGetUCode(const char *id, int local) {
   for (int n = 0; n < ddSiteTableCount; n++) {
     ddSite *site = ddSiteTable[n];
     if (!sameText(site->id, id)) continue;
-    if (inRange(local, site->firstRecord, site->lastRecord) ||
-        inRange(local, site->firstData, site->lastData))
+    if (ddInRange(local, site->firstRecord, site->lastRecord) ||
+        ddInRange(local, site->firstData, site->lastData))
       return local + site->codeOffset;
     return local;
   }
@@ -566,7 +542,7 @@ namespace {
 bool nextCodeFree(int next, int ownFirst, int otherFirst, int otherLast) {
   if (next >= DD_CODE_BASE) return false;
   if (otherFirst > ownFirst && next >= otherFirst) return false;
-  return !inRange(next, otherFirst, otherLast);
+  return !ddInRange(next, otherFirst, otherLast);
 }
 
 /* Room kept behind a site's tables, so that adding a definition copies the
@@ -664,6 +640,15 @@ void ddReserveDefinitions(int siteNo, int records, int data) {
   n = site->dataCount + data;
   if (data > 0 && !hasRoom(site->dataTable, site->dataMap, n, dataRoom[siteNo]))
     moveTable(&site->dataTable, &site->dataMap, site->dataCount, n, &dataRoom[siteNo]);
+}
+
+void ddResizeRecordTable(ddSite *site, int count) {
+  moveTable(&site->recordTable, &site->recordMap, site->recordCount, count, &recordRoom[site->siteNo], true);
+  site->recordCount = count;
+}
+
+void ddForgetRoom(int siteNo) {
+  recordRoom[siteNo] = dataRoom[siteNo] = Room{};
 }
 
 /* ---------------------------------------------------------------------------
@@ -810,241 +795,13 @@ void ddAddXcode(ddSchema *entry, const char *name) {
     mlistPush(target->extFields, entry->code);
 }
 
-/* ---------------------------------------------------------------------------
-** Compiled sites: ddSetCode turns the static tables that a library hands
-** over into a live site. The one place where a fault ends the process.
-*/
-
-namespace {
-
-int ddNextIlevel = DD_ILEVEL_FIRST; /* shared by all sites, never reset */
-
-/* The messages of each kind of table, kept byte for byte (the record one
-** has no closing parenthesis). */
-struct TableTexts {
-  const char *badCode;
-  const char *unfilled;
-};
-constexpr TableTexts recordTexts = {
-    "Unable to fixup table; bad record code %d (= index %d\n",
-    "Did not fill record map table (index %d); record schema table incomplete\n"};
-constexpr TableTexts dataTexts = {
-    "Unable to fixup table; bad data code %d (= index %d)\n",
-    "Did not fill data map table (index %d); data schema table incomplete\n"};
-
-void *ownedZeroBlock(size_t size) {
-  void *block = rkAllocatez(size);
-  ddOwnBlock(block);
-  return block;
+#ifdef RKDD_FUZZ_RESET
+void ddFuzzResetSites(void) {
+  for (ddSite *&site : ddSiteTable) site = nullptr;
+  ddSiteTableCount = 0;
+  ddLookupCache = {};
+  for (Room *rooms : {recordRoom, dataRoom})
+    for (int i = 0; i < DD_MAX_SITES; i++) rooms[i] = Room{};
+  ownedBlocks() = BlockRegistry{};
 }
-
-/* A record's field codes that lie in one of the site's local ranges grow
-** by the offset. A grown code lies above every local bound, so a field
-** table that two records share is not offset twice. */
-void fixEntry(const ddSite *site, ddRSchema *r) {
-  ddForgetFieldIndex(r->fields);
-  for (int k = 0; r->fields != nullptr && k < r->fieldCount; k++) {
-    int32_t &c = r->fields[k].code;
-    if (inRange(c, site->firstRecord, site->lastRecord) || inRange(c, site->firstData, site->lastData))
-      c += site->codeOffset;
-  }
-  r->links = static_cast<ddLinks *>(ownedZeroBlock(sizeof(ddLinks)));
-  r->head.reservedBlock = ownedZeroBlock(4);
-}
-
-void fixEntry(const ddSite *, ddDSchema *d) {
-  d->reservedBlock = ownedZeroBlock(12);
-  d->head.reservedBlock = ownedZeroBlock(4);
-}
-
-/* Walks the slots from first to last, makes each code final and writes it
-** to the map at its index, then demands a full map. The bounds, not the
-** count, give the positions walked: a table may be longer than its map, its
-** entries past the count still filling map slots (the heap copy then keeps
-** only the first count). Positions before the table's start are not read. */
-template <typename Entry>
-void fixTable(const ddSite *site, Entry *table, int first, int last, int base, int count,
-              int32_t *map, const TableTexts &texts) {
-  for (int64_t pos = std::max<int64_t>(int64_t{first} - base, 0); table && pos <= int64_t{last} - base; pos++) {
-    Entry *e = &table[pos];
-    if (e->head.code == 0) continue;
-    int index = e->head.code - base;
-    if (index < 0 || index >= count) {
-      std::printf(texts.badCode, e->head.code, index);
-      std::exit(1);
-    }
-    e->head.code += site->codeOffset;
-    map[index] = e->head.code;
-    fixEntry(site, e);
-  }
-  for (int i = 0; i < count; i++) {
-    if (map[i] == 0) {
-      std::printf(texts.unfilled, i);
-      std::exit(1);
-    }
-  }
-}
-
-/* The three name lists of a compiled record and where their codes go. */
-struct NameList {
-  uint8_t ddRSchema::*nameCount;
-  const char **ddRSchema::*names;
-  uint8_t ddLinks::*count;
-  int32_t *ddLinks::*codes;
-};
-constexpr NameList nameLists[] = {
-    {&ddRSchema::parentNameCount, &ddRSchema::parentNames, &ddLinks::parentCount, &ddLinks::parents},
-    {&ddRSchema::childNameCount, &ddRSchema::childNames, &ddLinks::childCount, &ddLinks::children},
-    {&ddRSchema::aliasNameCount, &ddRSchema::aliasNames, &ddLinks::aliasCount, &ddLinks::aliases},
-};
-
-/* Moves an array of count elements into a block the store owns. An empty
-** one ends up null, as in a site that ddNewSite made. */
-template <typename T> void moveToHeap(T **array, int count) {
-  T *copy = nullptr;
-  if (*array != nullptr && count > 0) {
-    copy = static_cast<T *>(rkAllocate(sizeof(T) * count));
-    std::memcpy(copy, *array, sizeof(T) * count);
-    ddOwnBlock(copy);
-  }
-  *array = copy;
-}
-
-} // namespace
-
-void ddSetCode(ddSite *site) {
-  if (site == nullptr) return;
-  if (site->recordMap == nullptr || site->dataMap == nullptr) {
-    std::printf("NULL code map supplied by DLL during rkInitDD\n");
-    std::exit(1);
-  }
-  std::fill_n(site->recordMap, std::max(site->recordCount, 0), 0);
-  std::fill_n(site->dataMap, std::max(site->dataCount, 0), 0);
-  fixTable(site, site->recordTable, site->firstRecord, site->lastRecord, site->recordBase,
-           site->recordCount, site->recordMap, recordTexts);
-  fixTable(site, site->dataTable, site->firstData, site->lastData, site->dataBase,
-           site->dataCount, site->dataMap, dataTexts);
-  ddResolveExtensions();
-  for (int list : {DD_LINK_PARENTS, DD_LINK_CHILDREN, DD_LINK_ALIASES}) ddResolveNames(site, list);
-  if (site->siteNo >= 1) ddAssignIlevels(site);
-  ddCopySiteTables(site);
-}
-
-/* Later sites are visited again at every call, so that a name which named
-** nothing before resolves once its record arrives; ddAddXcode keeps each
-** list free of repeats. */
-void ddResolveExtensions(void) {
-  for (int n = 1; n < ddSiteTableCount; n++) {
-    ddSite *site = ddSiteTable[n];
-    for (int i = 0; site->recordTable != nullptr && i < site->recordCount; i++) {
-      ddSchema *e = &site->recordTable[i].head;
-      if (e->xcodeName != nullptr && e->code != 0) ddAddXcode(e, e->xcodeName); /* an empty slot extends nothing */
-    }
-  }
-}
-
-/* Each name k that finds a record puts its code in slot k; one that finds
-** none leaves slot k at 0 and is not counted. The codes are not closed up:
-** a slot always answers to the name at the same place, and a gap shortens
-** the count so that codes after it lie beyond the count. 64 zero slots
-** follow the names. A slot the fix-up skipped has no links block and is
-** passed over. */
-void ddResolveNames(ddSite *site, int list) {
-  const NameList &l = nameLists[list];
-  for (int i = 0; site->recordTable != nullptr && i < site->recordCount; i++) {
-    ddRSchema *r = &site->recordTable[i];
-    if (r->links == nullptr) continue;
-    int n = r->*l.nameCount, found = 0;
-    const char **names = r->*l.names;
-    int32_t *codes = nullptr;
-    if (n > 0 && names != nullptr) {
-      codes = static_cast<int32_t *>(ownedZeroBlock(sizeof(int32_t) * (n + DD_LINK_SPARE)));
-      for (int k = 0; k < n; k++) {
-        ddRSchema *target = ddRecordByName(names[k]);
-        if (target != nullptr) {
-          codes[k] = target->head.code;
-          found++;
-        }
-      }
-    }
-    r->links->*l.count = static_cast<uint8_t>(found);
-    r->links->*l.codes = codes;
-  }
-}
-
-/* Levels are handed out across sites in the order they are fixed; at the
-** top every further record takes the top level again, with a warning. */
-void ddAssignIlevels(ddSite *site) {
-  for (int i = 0; site->recordTable != nullptr && i < site->recordCount; i++) {
-    ddRSchema *r = &site->recordTable[i];
-    if (r->head.tagType != MTYPE_BEAD && r->head.tagType != MTYPE_REC) continue;
-    r->ilevel = ddNextIlevel;
-    if (ddNextIlevel < DD_ILEVEL_LAST)
-      ddNextIlevel++;
-    else
-      std::printf("WARNING: Internal format level overflow\n");
-  }
-  ddIndexSiteChanged(site->siteNo);
-}
-
-/* Only the entry tables and maps move. Field tables, name tables and texts
-** stay in the compiled library's storage and are never registered as the
-** store's, so no setter frees them; the copies are registered, so that a
-** later ddNewRecordDef or ddNewDataDef releases them when it grows them. */
-void ddCopySiteTables(ddSite *site) {
-  recordRoom[site->siteNo] = dataRoom[site->siteNo] = Room{};
-  moveToHeap(&site->recordTable, site->recordCount);
-  moveToHeap(&site->dataTable, site->dataCount);
-  moveToHeap(&site->recordMap, site->recordCount);
-  moveToHeap(&site->dataMap, site->dataCount);
-  ddClearLookupCache();
-}
-
-/* ---------------------------------------------------------------------------
-** Temporary sites: records known by local code alone, in a table that grows
-** to the highest code so far and keeps empty slots below it.
-*/
-
-int ddInitTemp(const char *id, int, int *siteNo) {
-  return ddNewSite(id, nullptr, siteNo) != nullptr;
-}
-
-int ddIsTempSite(int siteNo) {
-  ddSite *site = ddSiteAt(siteNo);
-  return site != nullptr && site->desc[0] == '\0';
-}
-
-void ddSetTempCode(int siteNo, int code, int length, unsigned char subRev, unsigned char version) {
-  ddSite *site = ddSiteAt(siteNo);
-  /* A local code above 4095 would sit in a slot no full code reaches: it
-  ** is refused rather than grown into a table of unreachable slots. */
-  if (site == nullptr || code >= DD_CODE_BASE) return;
-  if (code > site->lastRecord) ddGrowTempTable(site, site->recordBase, code);
-  ddFillTempEntry(site, code, length, subRev, version);
-}
-
-/* The table never shrinks: when it already has the code's slot, only
-** lastRecord moves. A code below the base has no slot at all. */
-void ddGrowTempTable(ddSite *site, int base, int code) {
-  int n = code - base + 1;
-  if (n <= 0) return;
-  if (n > site->recordCount) {
-    moveTable(&site->recordTable, &site->recordMap, site->recordCount, n, &recordRoom[site->siteNo], true);
-    site->recordCount = n;
-  }
-  site->lastRecord = std::max(site->lastRecord, code);
-}
-
-/* The code stays local for good. Both bytes are taken as signed. */
-void ddFillTempEntry(ddSite *site, int code, int length, unsigned char subRev, unsigned char version) {
-  ddRSchema *r = ddSiteRecordAt(site, code - site->recordBase);
-  if (r == nullptr || r->head.code != 0) return; /* the first registration stands */
-  r->head.code = code;
-  r->head.tagType = MTYPE_REC;
-  r->head.length = length;
-  r->head.version = static_cast<signed char>(version);
-  if (r->links == nullptr) r->links = static_cast<ddLinks *>(ownedZeroBlock(sizeof(ddLinks)));
-  r->links->subRev = static_cast<signed char>(subRev);
-  r->ilevel = DD_TEMP_ILEVEL;
-  ddIndexSiteChanged(site->siteNo);
-}
+#endif

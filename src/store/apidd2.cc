@@ -13,7 +13,6 @@
 #include <unordered_set>
 #include <vector>
 
-#include "import/ddutil.h"
 #include "support/mlist.h"
 #include "support/rkmem.h"
 
@@ -207,15 +206,25 @@ namespace {
 
 using CodeSet = std::unordered_set<int>;
 
-/* Depth first through the slots; follows slots of kind `follow` only. */
+/* Depth first through the slots; follows slots of kind `follow` only. The
+** records on the way, each with its next slot, are a stack on the heap. */
 int followOneKind(int code, int fieldCode, int follow, CodeSet &entered) {
-  ddRSchema *r = ddGetRSchema(code);
-  if (r == nullptr || !entered.insert(code).second) return 0;
-  for (int i = 0; r->fields != nullptr && i < r->fieldCount; i++) {
+  std::vector<std::pair<const ddRSchema *, int>> way;
+  auto enter = [&](int c) {
+    ddRSchema *r = ddGetRSchema(c);
+    if (r != nullptr && entered.insert(c).second) way.push_back({r, 0});
+  };
+  enter(code);
+  while (!way.empty()) {
+    auto [r, i] = way.back();
+    if (r->fields == nullptr || i >= r->fieldCount) {
+      way.pop_back();
+      continue;
+    }
+    way.back().second++;
     const ddField &slot = r->fields[i];
     if (slot.code == fieldCode) return 1;
-    if (ddFieldKind(&slot) == follow && followOneKind(slot.code, fieldCode, follow, entered))
-      return 1;
+    if (ddFieldKind(&slot) == follow) enter(slot.code);
   }
   return 0;
 }
@@ -296,18 +305,102 @@ void ddFixup(void) {
   ddFixupPending = 0;
 }
 
+namespace {
+
+/* A record whose slots are being laid out: the slot at hand and the running
+** offset. */
+struct PackFrame {
+  ddRSchema *record;
+  int slot;
+  int offset;
+};
+
+std::vector<PackFrame> &packFrames() {
+  static auto *frames = new std::vector<PackFrame>; /* lives to exit */
+  return *frames;
+}
+
+/* Bytes of one whole value of a data definition, arrayCount included. */
+int dataSize(const ddDSchema *d) {
+  if (d->head.tagType == MTYPE_FLAG) {
+    if (d->head.length > 1) std::printf("Note: multiple-bit bitfield\n");
+    return 1;
+  }
+  return timesArray(d->head.length, d->head.arrayCount);
+}
+
+/* Bytes the slot takes, as ddFieldSize gives them, with one difference: a
+** record held in line that must be laid out first is handed back in *inner
+** (the slot's size then follows from its length), rather than laid out. */
+int measureSlot(const ddField &slot, ddRSchema **inner) {
+  int kind = ddFieldKind(&slot);
+  if (kind == DD_KIND_POINTER) return 4;
+  if (kind != DD_KIND_DC && kind != DD_KIND_STRUCTURE) return 0;
+  if (ddRSchema *r = ddGetRSchema(slot.code)) {
+    if (r->head.length == 0) {
+      /* Held in line by itself, directly or through others: this slot
+      ** closes the cycle and takes no room. Without fields it measures 0. */
+      if (r->fields != nullptr && !onTheWay(r)) *inner = r;
+      return 0;
+    }
+    return timesArray(r->head.length, r->head.arrayCount);
+  }
+  if (ddDSchema *d = ddGetDSchema(slot.code)) return dataSize(d);
+  return 0;
+}
+
+} // namespace
+
+#ifdef RKDD_FUZZ_RESET
+void ddFuzzResetFields(void) {
+  ddFixupCaching = ddFixupPending = 0;
+  fieldIndexes().clear();
+  layoutOnTheWay().clear();
+  packFrames().clear();
+}
+#endif
+
+/* Records held in line are laid out on a stack on the heap, innermost on
+** top, so that the depth of nesting costs no stack of the caller's. Each
+** frame's record is on the way while its slots are measured. */
 int ddPackFields(ddRSchema *record) {
   if (record->fields == nullptr) return 0;
   auto &way = layoutOnTheWay();
+  auto &frames = packFrames();
+  size_t base = frames.size();
   way.push_back(record);
-  int offset = 0;
-  for (int i = 0; i < record->fieldCount; i++) {
-    int size = ddFieldSize(&record->fields[i]);
-    record->fields[i].offset = offset;
-    offset = wrapAdd(offset, size);
+  frames.push_back({record, 0, 0});
+  int innerLength = 0;
+  bool innerDone = false; /* the top frame's slot holds a record just laid out */
+  for (;;) {
+    PackFrame &top = frames.back();
+    ddField *fields = top.record->fields;
+    if (innerDone) {
+      innerDone = false;
+      ddRSchema *inner = ddGetRSchema(fields[top.slot].code);
+      inner->head.length = innerLength;
+      fields[top.slot].offset = top.offset;
+      top.offset = wrapAdd(top.offset, timesArray(innerLength, inner->head.arrayCount));
+      top.slot++;
+    }
+    ddRSchema *inner = nullptr;
+    for (; top.slot < top.record->fieldCount; top.slot++) {
+      int size = measureSlot(fields[top.slot], &inner);
+      if (inner != nullptr) break;
+      fields[top.slot].offset = top.offset;
+      top.offset = wrapAdd(top.offset, size);
+    }
+    if (inner != nullptr) {
+      way.push_back(inner);
+      frames.push_back({inner, 0, 0});
+      continue;
+    }
+    innerLength = top.offset;
+    way.pop_back();
+    frames.pop_back();
+    if (frames.size() == base) return innerLength;
+    innerDone = true;
   }
-  way.pop_back();
-  return offset;
 }
 
 int ddFieldSize(const ddField *slot) {
@@ -332,13 +425,7 @@ int ddSizeOfCode(int code) {
     }
     return timesArray(r->head.length, r->head.arrayCount);
   }
-  if (ddDSchema *d = ddGetDSchema(code)) {
-    if (d->head.tagType == MTYPE_FLAG) {
-      if (d->head.length > 1) std::printf("Note: multiple-bit bitfield\n");
-      return 1;
-    }
-    return timesArray(d->head.length, d->head.arrayCount);
-  }
+  if (ddDSchema *d = ddGetDSchema(code)) return dataSize(d);
   return 0;
 }
 
@@ -602,46 +689,77 @@ mlist *singlePath(int element, int *counter) {
   return list;
 }
 
-/* ddFindPath's steps, with the set of records entered during this search. */
-mlist *findPath(int record, int target, int owner, const ddField *callerFields, int *counter,
-                std::unordered_set<int> &entered) {
-  ddRSchema *r = ddGetRSchema(record);
-  if (r == nullptr || r->fields == callerFields) return nullptr;
-  /* Already on the way, or already searched without a hit. */
-  if (!entered.insert(record).second) return nullptr;
+/* How a search went one record deeper, and so what the record hands back
+** from a hit below it: an extension hop is marked on the list, a pointer hop
+** adds the owner, an in-line hop hands the list on as it is. */
+enum PathHop { kHopExtension, kHopPointer, kHopInLine };
 
-  for (mlistNode *node = mlistHead(r->extFields); node != nullptr; node = mlistNext(node)) {
-    int e = static_cast<int>(node->value);
-    if (e == target) return singlePath(-e, counter);
-    if (mlist *list = findPath(e, target, e, r->fields, counter, entered)) {
-      ddMarkExtensionHop(list);
-      return list;
-    }
-  }
-
-  for (int i = 0; r->fields != nullptr && i < r->fieldCount; i++) {
-    const ddField *slot = &r->fields[i];
-    int code = slot->code;
-    if (code == target) return singlePath(owner, counter);
-    if (!ddIsRcode(code) || code == record) continue;
-    if (ddFieldIsPointer(const_cast<ddField *>(slot))) {
-      if (mlist *list = findPath(code, target, code, r->fields, counter, entered)) {
-        mlistPush(list, owner);
-        (*counter)++;
-        return list;
-      }
-    } else if (mlist *list = findPath(code, target, record, r->fields, counter, entered)) {
-      return list;
-    }
-  }
-  return nullptr;
-}
+/* A record being searched: where the search stands in it, and the hop by
+** which it went deeper last. */
+struct PathFrame {
+  ddRSchema *r;
+  int record;
+  int owner;
+  mlistNode *extension; /* the next extension to try, or null for the slots */
+  int slot;             /* the next slot to try */
+  PathHop hop;
+};
 
 } // namespace
 
+/* The records on the way are a stack on the heap, so that the depth of the
+** search costs no stack of the caller's. A record is entered at most once
+** per search: once on the way, or once searched without a hit. */
 mlist *ddFindPath(int record, int target, int owner, const ddField *callerFields, int *counter) {
   std::unordered_set<int> entered;
-  return findPath(record, target, owner, callerFields, counter, entered);
+  std::vector<PathFrame> way;
+  auto enter = [&](int code, int codeOwner, const ddField *fields) {
+    ddRSchema *r = ddGetRSchema(code);
+    if (r == nullptr || r->fields == fields || !entered.insert(code).second) return false;
+    way.push_back({r, code, codeOwner, mlistHead(r->extFields), 0, kHopInLine});
+    return true;
+  };
+  enter(record, owner, callerFields);
+  mlist *list = nullptr;
+  while (!way.empty() && list == nullptr) {
+    PathFrame &f = way.back();
+    ddRSchema *r = f.r;
+    if (f.extension != nullptr) {
+      int e = static_cast<int>(f.extension->value);
+      f.extension = mlistNext(f.extension);
+      f.hop = kHopExtension;
+      if (e == target)
+        list = singlePath(-e, counter);
+      else
+        enter(e, e, r->fields);
+      continue;
+    }
+    if (r->fields == nullptr || f.slot >= r->fieldCount) {
+      way.pop_back();
+      continue;
+    }
+    const ddField *slot = &r->fields[f.slot++];
+    int code = slot->code;
+    if (code == target) {
+      list = singlePath(f.owner, counter);
+    } else if (ddIsRcode(code) && code != f.record) {
+      bool pointer = ddFieldIsPointer(const_cast<ddField *>(slot));
+      f.hop = pointer ? kHopPointer : kHopInLine;
+      enter(code, pointer ? code : f.record, r->fields);
+    }
+  }
+  if (list == nullptr) return nullptr;
+  /* The hit is on top; each record below it hands the list back its way. */
+  way.pop_back();
+  for (size_t i = way.size(); i-- > 0;) {
+    if (way[i].hop == kHopExtension) {
+      ddMarkExtensionHop(list);
+    } else if (way[i].hop == kHopPointer) {
+      mlistPush(list, way[i].owner);
+      (*counter)++;
+    }
+  }
+  return list;
 }
 
 int ddGetNthParent(int /*start*/, int target, unsigned int index, int *code, int *flag) {

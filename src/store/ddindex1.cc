@@ -118,6 +118,18 @@ ddSchema *entryAt(const Place &p) {
 
 } // namespace
 
+#ifdef RKDD_FUZZ_RESET
+void ddFuzzResetIndex(void) {
+  lookup.built = false;
+  lookup.siteCount = 0;
+  lookup.byName.clear();
+  lookup.recordByName.clear();
+  lookup.dataByLabel.clear();
+  lookup.recordByLevel.clear();
+  for (unsigned &stamp : stamps) stamp = 0;
+}
+#endif
+
 void ddIndexSiteChanged(int siteNo) {
   if (siteNo >= 0 && siteNo < DD_MAX_SITES) stamps[siteNo]++;
 }

@@ -27,6 +27,11 @@ extern int ddSiteTableCount;
 /* The site with this number, or null. */
 ddSite *ddSiteAt(int siteNo);
 
+/* Whether a local code lies in the bounds first..last, both included. */
+inline bool ddInRange(int local, int first, int last) {
+  return local >= first && local <= last;
+}
+
 /* Splits a code into its site and slot: gives DD_KIND_RECORD or
 ** DD_KIND_DATA with *index and *site written, or DD_KIND_NONE. A code whose
 ** site exists but lies in neither range still writes *site. */
@@ -79,9 +84,27 @@ void ddOwnBlock(const void *block);
 int ddOwnsBlock(const void *block);
 int ddReleaseBlockAt(void *block, const char *file, int line);
 #define ddReleaseBlock(block) ddReleaseBlockAt((void *)(block), RK_SOURCE_NAME, __LINE__)
+/* A zeroed block of size bytes, or a copy of size bytes of block, that the
+** store owns. Entry tables and their pieces are allocated here (apidd1),
+** whichever file asks, so the blocks of a site's tables all count as one
+** file's. */
+void *ddOwnedZeroBlock(size_t size);
+void *ddOwnedCopy(const void *block, size_t size);
 
-/* Compiled sites: the steps ddSetCode runs, in this order, once the codes
-** of a site's tables are final. */
+/* Tables that grow: room is kept behind a site's entry tables (apidd1).
+** ddResizeRecordTable moves the record table and map to zeroed blocks of
+** count slots, keeping the entries there are, and makes count the record
+** count. ddForgetRoom drops the room of a site whose tables were replaced. */
+void ddResizeRecordTable(ddSite *site, int count);
+void ddForgetRoom(int siteNo);
+
+/* Default length of a tag type in bytes (-1 for text), as a new data
+** definition of that type gets it. Record kinds and numbers outside the
+** table print a warning and give 0. */
+int ddTypeSize(int tagType);
+
+/* Compiled sites (apidd3): the steps ddSetCode runs, in this order, once
+** the codes of a site's tables are final. */
 #define DD_LINK_SPARE 64        /* zero slots behind every resolved name list */
 #define DD_ILEVEL_FIRST 256     /* first internal format level handed out */
 #define DD_ILEVEL_LAST 32739    /* the level at which the numbering stops */
@@ -98,12 +121,25 @@ void ddCopySiteTables(ddSite *site);
 ** items, so that adding them moves no entry; counts stay as they are. */
 void ddReserveDefinitions(int siteNo, int records, int data);
 
-/* Temporary sites: record tables addressed by local code. */
+/* Temporary sites (apidd4): record tables addressed by local code. */
 #define DD_TEMP_ILEVEL 63
 /* Grows the record table and map so that code is the last slot. */
 void ddGrowTempTable(ddSite *site, int base, int code);
 /* Fills the empty slot of code; a filled slot stays as it is. */
 void ddFillTempEntry(ddSite *site, int code, int length, unsigned char subRev,
                      unsigned char version);
+
+#ifdef RKDD_FUZZ_RESET
+/* Fuzzing builds only, never in the shipped library: each forgets the state
+** its source file keeps (sites and look-up cache, room and owned blocks;
+** the next internal format level; field indexes and layout; the name
+** indexes; the import's buffers), so that the next input finds an empty
+** store. The blocks the state pointed to are the caller's to release. */
+void ddFuzzResetSites(void);
+void ddFuzzResetCompiled(void);
+void ddFuzzResetFields(void);
+void ddFuzzResetIndex(void);
+void ddFuzzResetImport(void);
+#endif
 
 #endif

@@ -29,9 +29,12 @@ std::string tempPath(const std::string &what) {
   return ::testing::TempDir() + "rkdd_" + std::to_string(getpid()) + "_" + what;
 }
 
-Result rkdd(const std::string &args) {
+/* Runs the tool with args; feed, when given, is a command whose output is
+** piped to the tool's standard input. */
+Result rkdd(const std::string &args, const std::string &feed = "") {
   std::string out = tempPath("out"), err = tempPath("err");
-  std::string cmd = "cd '" RKDD_SOURCE_DIR "' && '" RKDD_TOOL "' " + args + " >" + out +
+  std::string pipe = feed.empty() ? "" : feed + " | ";
+  std::string cmd = "cd '" RKDD_SOURCE_DIR "' && " + pipe + "'" RKDD_TOOL "' " + args + " >" + out +
                     " 2>" + err;
   int raw = std::system(cmd.c_str());
   Result r{WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, slurp(out), slurp(err)};
@@ -106,6 +109,16 @@ TEST(Tool, LayoutDrawsOneRecord) {
   EXPECT_EQ(missing.status, 1);
   EXPECT_EQ(missing.out, "");
   EXPECT_NE(missing.err.find("has no record NoSuchRecord"), std::string::npos);
+}
+
+TEST(Tool, CheckEndsOnEndlessInput) {
+  /* A device and a pipe that never end; "-" is to read standard input as
+  ** the pipe's /dev/stdin is read here. */
+  for (const std::string &input : {std::string("/dev/zero"), std::string("/dev/stdin")}) {
+    Result r = rkdd("check " + input, input == "/dev/stdin" ? "yes 'describe X { endless text'" : "");
+    EXPECT_EQ(r.status, 1) << input;
+    EXPECT_NE(r.err.find(input + ": Aborted."), std::string::npos) << r.err;
+  }
 }
 
 TEST(Tool, CheckReportsOnlyDiagnosticsAndFailsOnErrors) {

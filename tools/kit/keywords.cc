@@ -1,9 +1,10 @@
 /*
 ** The words a schema file writes for numbers the store keeps: tag type
 ** keywords with the length a type gives a new definition, and format level
-** keywords.
+** keywords, as rkdd/keywords.h lists them.
 */
 #include <rkdd/kit.h>
+#include <rkdd/keywords.h>
 
 #include "keywords.h"
 
@@ -17,25 +18,19 @@ struct TagType {
   int length; /* what a new definition of the type gets */
 };
 
-constexpr TagType kTagTypes[] = {
-  {"rktype_null", 0}, {"rktype_cval", 1}, {"rktype_ucval", 1}, {"rktype_sval", 2},
-  {"rktype_usval", 2}, {"rktype_ival", 4}, {"rktype_uival", 4}, {"rktype_fval", 4},
-  {"rktype_dval", 8}, {"rktype_flag", 1}, {"rktype_enum", 4}, {"rktype_text", -1},
-  {"rktype_root", 0}, {"rktype_bead", 0}, {"rktype_rec", 0}, {"rktype_data", 4},
-  {"rktype_xfm", 0}};
+#define KIT_TAG_TYPE(number, lower, upper, length, sized) {lower, sized ? length : 0},
+constexpr TagType kTagTypes[] = {RKDD_TAG_TYPES(KIT_TAG_TYPE)};
+#undef KIT_TAG_TYPE
 constexpr int kTagTypeCount = sizeof kTagTypes / sizeof kTagTypes[0];
 
 constexpr struct {
   int number;
   const char *name;
 } kLevels[] = {
-  {0, "IDEFAULT"},    {37, "IXREF"},       {38, "IGROUP"},     {39, "ILOD"},
-  {40, "IHEADER"},    {41, "ISWITCH"},     {42, "IMREF"},      {43, "IBSP"},
-  {5, "IOBJLVL"},     {16, "ILTPNTLVL"},   {12, "ITEXTLVL"},   {23, "ICURVELVL"},
-  {3, "IFACELVL"},    {24, "IMESHLVL"},    {1, "IVERTEXLVL"},  {6, "IDOFLVL"},
-  {15, "ILTSRCLVL"},  {11, "ISOUNDLVL"},   {8, "IROADLVL"},    {7, "IPATHLVL"},
-  {17, "ICATLVL"},    {13, "ICLIPLVL"},    {18, "IGRIDLVL"},   {19, "IHELPERLVL"},
-  {21, "ITORLVL"},    {20, "ISURFLVL"},    {25, "ILPSYSTEM"},  {225, "IUNKNOWN"}};
+#define KIT_LEVEL(number, keyword) {number, keyword},
+  RKDD_FORMAT_LEVELS(KIT_LEVEL)
+#undef KIT_LEVEL
+};
 
 } // namespace
 

@@ -1,0 +1,471 @@
+/*
+** What makes the definition buffer fast: beside each sorted set an index
+** (names in runs of a sorted array and a hash, numbers in a sorted array
+** made on first need), the member's cached target, and an arena that
+** carves entries, nodes and texts from large blocks. They speed up adding
+** to a set, finding by name or number, and reading many small entries.
+** Each must keep every answer equal to the plain sets' own: a search finds
+** the first entry of its key as a walk from the front would, a new entry
+** goes in front of its equals as a sorted insert puts it, and a set without
+** an index is still searched from the front.
+*/
+#include "ddbufidx.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <deque>
+#include <iterator>
+#include <string_view>
+#include <vector>
+
+#include "support/mhash.h"
+#include "support/mlist.h"
+#include "support/rkmem.h"
+
+namespace {
+
+const ddBufKey *keyOf(intptr_t word) { return reinterpret_cast<const ddBufKey *>(word); }
+
+/* Beside each set's sorted list, an index of where each key stands, so that
+** a set is searched and kept sorted without a walk from the front. A search
+** finds the first element of its key, as a walk would, and a new element
+** goes in front of its equals, as a sorted insert puts it. Sets are known by
+** their list. */
+struct KeyNodes {
+  mlistNode *first;
+  mlistNode *last;
+};
+
+/* A name as the name order compares it: its first eight bytes as one number,
+** so that most comparisons are one instruction, and the name for the rest.
+** The order is strcmp's: bytes compare unsigned, and a name that is the
+** start of another sorts first. */
+struct OrderKey {
+  uint64_t head;
+  std::string_view name;
+
+  explicit OrderKey(std::string_view text) : head(0), name(text) {
+    for (size_t i = 0; i < 8; i++)
+      head = head << 8 | (i < text.size() ? static_cast<unsigned char>(text[i]) : 0);
+  }
+  bool operator<(const OrderKey &o) const {
+    if (head != o.head) return head < o.head;
+    if (name.size() <= 8 || o.name.size() <= 8) return name.size() < o.name.size();
+    return name.substr(8) < o.name.substr(8);
+  }
+};
+
+/* The names of a set in order, each with the last node that holds it: a
+** sorted array cut into runs of at most kRun places, so that an insert moves
+** one short run and the whole is a few blocks. A place keeps the first eight
+** bytes of its name; the rest is read from the element in its node. */
+class NameOrder {
+public:
+  /* The last node of the greatest name below key, or null. */
+  mlistNode *before(const OrderKey &key) const {
+    if (runs_.empty()) return nullptr;
+    size_t r = runOf(key);
+    if (r == runs_.size()) return runs_.back().back().last;
+    size_t i = placeIn(runs_[r], key);
+    if (i > 0) return runs_[r][i - 1].last;
+    return r > 0 ? runs_[r - 1].back().last : nullptr;
+  }
+  /* Notes that node holds key: a new name takes its place; a known one takes
+  ** node as its last, unless node went in front of its equals. */
+  void note(const OrderKey &key, mlistNode *node, bool front) {
+    if (runs_.empty()) {
+      runs_.emplace_back().reserve(kRun + 1);
+      runs_[0].push_back(Place{key.head, node});
+      return;
+    }
+    size_t r = std::min(runOf(key), runs_.size() - 1);
+    std::vector<Place> &run = runs_[r];
+    size_t i = placeIn(run, key);
+    if (i < run.size() && run[i].head == key.head && nameAt(run[i]) == key.name) {
+      if (!front) run[i].last = node;
+      return;
+    }
+    run.insert(run.begin() + static_cast<ptrdiff_t>(i), Place{key.head, node});
+    if (run.size() <= kRun) return;
+    std::vector<Place> upper(run.begin() + kRun / 2, run.end());
+    upper.reserve(kRun + 1);
+    run.resize(kRun / 2);
+    runs_.insert(runs_.begin() + static_cast<ptrdiff_t>(r) + 1, std::move(upper));
+  }
+
+private:
+  static constexpr size_t kRun = 64;
+  struct Place {
+    uint64_t head;
+    mlistNode *last;
+  };
+  static std::string_view nameAt(const Place &p) { return keyOf(p.last->value)->name; }
+  static bool below(const Place &p, const OrderKey &key) {
+    return p.head != key.head ? p.head < key.head : OrderKey(nameAt(p)) < key;
+  }
+  /* The first run whose last place is not below key, or the count of runs. */
+  size_t runOf(const OrderKey &key) const {
+    auto it = std::partition_point(runs_.begin(), runs_.end(),
+                                   [&](const std::vector<Place> &run) { return below(run.back(), key); });
+    return static_cast<size_t>(it - runs_.begin());
+  }
+  static size_t placeIn(const std::vector<Place> &run, const OrderKey &key) {
+    auto it = std::partition_point(run.begin(), run.end(), [&](const Place &p) { return below(p, key); });
+    return static_cast<size_t>(it - run.begin());
+  }
+  std::vector<std::vector<Place>> runs_;
+};
+
+/* From a name to the element of a set that a search finds. A slot holds the
+** name's hash and the element, whose own name is the key: half the size of
+** a slot that also held the key, which matters when most searches miss the
+** cache. */
+struct ElementSlot {
+  uint64_t hash;
+  intptr_t element;
+  bool free() const { return hash == 0; }
+  uint64_t home() const { return hash; }
+  bool holds(std::string_view name, uint64_t h) const {
+    const char *own = keyOf(element)->name;
+    return hash == h && sameBytes(own, name.data(), name.size()) && own[name.size()] == 0;
+  }
+};
+
+class ElementHash : public ProbeTable<ElementSlot> {
+public:
+  /* The element of name, or 0. */
+  intptr_t find(std::string_view name) const {
+    if (used_ == 0) return 0;
+    return slots_[place(name, hashOf(name))].element;
+  }
+  /* Makes element what name finds, unless name finds one already and keep
+  ** is set. */
+  void put(std::string_view name, intptr_t element, bool keep) {
+    reserveOne();
+    uint64_t hash = hashOf(name);
+    ElementSlot &slot = slots_[place(name, hash)];
+    if (slot.free())
+      slot = ElementSlot{hash, element}, used_++;
+    else if (!keep)
+      slot.element = element;
+  }
+
+private:
+  static uint64_t hashOf(std::string_view name) { return mhashText(name) | uint64_t{1} << 63; }
+};
+
+/* Sets by name: names arrive in any order, so their places are kept in a
+** name order and what a search finds in a hash. */
+struct NameIndex {
+  NameOrder order;
+  ElementHash first;
+
+  explicit NameIndex(const mlist *) {}
+  void note(std::string_view key, mlistNode *node, bool front) {
+    order.note(OrderKey(key), node, front);
+    first.put(key, node->value, !front);
+  }
+  mlistNode *before(std::string_view key) const { return order.before(OrderKey(key)); }
+  intptr_t find(std::string_view key) const { return first.find(key); }
+};
+
+/* Sets by number: numbers and indexes arrive rising, in file order, so a new
+** element nearly always goes behind the last, and the last node is all that
+** is kept for that. The sorted places of every key are made from the list
+** the first time a search, or an element that is not the largest, needs
+** them, and kept up from then on: a structure's members never need them. */
+struct NumberIndex {
+  const mlist *list;
+  mlistNode *last = nullptr;
+  bool placed = false;
+  std::vector<std::pair<int32_t, KeyNodes>> nodes;
+
+  explicit NumberIndex(const mlist *of) : list(of) {}
+  static int32_t keyAt(const mlistNode *n) { return keyOf(n->value)->number; }
+  void place() {
+    if (placed) return;
+    placed = true;
+    for (mlistNode *n = list->first; n; n = n->next) {
+      if (!nodes.empty() && nodes.back().first == keyAt(n))
+        nodes.back().second.last = n;
+      else
+        nodes.push_back({keyAt(n), KeyNodes{n, n}});
+    }
+  }
+  auto at(int32_t key) {
+    place();
+    return std::lower_bound(nodes.begin(), nodes.end(), key,
+                            [](const auto &e, int32_t k) { return e.first < k; });
+  }
+  void note(int32_t key, mlistNode *node, bool front) {
+    if (node->next == nullptr) last = node;
+    if (!placed || !front) return; /* an index being made walks the list in order */
+    if (nodes.empty() || nodes.back().first < key) return nodes.push_back({key, KeyNodes{node, node}});
+    auto it = at(key);
+    if (it != nodes.end() && it->first == key)
+      it->second.first = node;
+    else
+      nodes.insert(it, {key, KeyNodes{node, node}});
+  }
+  mlistNode *before(int32_t key) {
+    if (last == nullptr || keyAt(last) < key) return last;
+    auto next = at(key);
+    return next == nodes.begin() ? nullptr : std::prev(next)->second.last;
+  }
+  intptr_t find(int32_t key) {
+    if (last != nullptr && keyAt(last) < key) return 0; /* beyond the largest: the common miss */
+    auto it = at(key);
+    return it != nodes.end() && it->first == key ? it->second.first->value : 0;
+  }
+};
+
+/* The index of each set, known by its list. A few sets take nearly every
+** call (the data and record names, the structure being read), so a small
+** cache of recent look-ups stands in front of the hash. */
+template <typename Index> struct IndexMap {
+  WordHash<Index *> map;
+  std::deque<Index> store; /* a deque never moves what it holds */
+  struct Recent {
+    const mlist *list;
+    Index *index;
+  } recent[8] = {};
+
+  static uint64_t keyOf(const mlist *list) { return reinterpret_cast<uintptr_t>(list); }
+  Recent &slotOf(const mlist *list) { return recent[(keyOf(list) >> 4) & 7]; }
+  /* The index of list, or null when it has none. */
+  Index *find(const mlist *list) {
+    Recent &r = slotOf(list);
+    if (r.list == list && list != nullptr) return r.index;
+    Index **found = map.find(keyOf(list));
+    if (found == nullptr) return nullptr;
+    r = {list, *found};
+    return *found;
+  }
+  /* A new empty index for list, which has none. */
+  Index &make(const mlist *list) {
+    bool fresh;
+    Index &index = store.emplace_back(list);
+    map.insert(keyOf(list), &fresh) = &index;
+    slotOf(list) = {list, &index};
+    return index;
+  }
+  void clear() {
+    map.clear();
+    store.clear();
+    std::fill(std::begin(recent), std::end(recent), Recent{});
+  }
+};
+
+IndexMap<NameIndex> nameIndexes;
+IndexMap<NumberIndex> numberIndexes;
+
+/* Entries, members, list items, their names and texts, and the heads and
+** nodes of the sets are never released one by one: built definitions point
+** into them, so they live as long as the process. They are carved in the
+** order they are made from large blocks, with no header each, which also
+** keeps what one set holds close together. Where the memory tools watch
+** every block, each piece is a block of its own, so that a write past a
+** piece is caught. */
+struct Arena {
+  /* The first block is 128 KiB, each next one as large as all before it,
+  ** up to kSmallBlock: blocks of that size are mapped fresh by malloc, so
+  ** only the pages used are ever touched, where a smaller block from the
+  ** heap would be cleared whole. Once the buffers hold 1 MiB, each block
+  ** fills a huge page, which the system maps at one fault rather than 512.
+  ** A small import so pays for no huge page it does not fill. */
+  static constexpr size_t kFirstBlock = 128 * 1024, kSmallBlock = 256 * 1024, kSmallTotal = 1024 * 1024;
+  static constexpr size_t kLargestPiece = kSmallBlock / 4;
+  char *next = nullptr, *end = nullptr;
+  size_t held = 0;            /* bytes of the blocks carved so far */
+  std::vector<void *> blocks; /* every block taken, for ddBufferDiscardAll */
+
+  /* size zeroed bytes, aligned for any entry. */
+  void *take(size_t size) {
+    size = (size + 7) & ~size_t{7};
+    if (RK_PIECE_BY_PIECE || size > kLargestPiece) return blocks.emplace_back(ddBufferNewBlock(size));
+    if (static_cast<size_t>(end - next) < size) {
+      size_t bytes = held < kSmallTotal ? std::clamp(std::max(held, size), kFirstBlock, kSmallBlock)
+                                         : RKRUNTIME_HUGE_BLOCK;
+      next = static_cast<char *>(blocks.emplace_back(ddBufferNewBlock(bytes)));
+      end = next + bytes;
+      held += bytes;
+    }
+    void *piece = next;
+    next += size;
+    return piece;
+  }
+  void discard() {
+    for (void *block : blocks) ddBufferFreeBlock(block);
+    *this = Arena{};
+  }
+};
+/* Never destroyed: its list of blocks must outlive every static destructor,
+** so that a leak checker still finds what the buffers hold at exit. */
+Arena &arena = *new Arena;
+
+mlistNode *newNode() { return static_cast<mlistNode *>(arena.take(sizeof(mlistNode))); }
+
+mlist *setList(intptr_t *root) {
+  if (*root == 0) *root = reinterpret_cast<intptr_t>(arena.take(sizeof(mlist)));
+  return reinterpret_cast<mlist *>(*root);
+}
+
+std::string_view nameKey(const ddBufKey *entry) { return entry->name; }
+int32_t numberKey(const ddBufKey *entry) { return entry->number; }
+
+/* Inserts entry in front of its equals, after every smaller key, as a sorted
+** insert does. The index of a list is made on first use from what it holds. */
+template <typename Index, typename Key>
+void insertIndexed(IndexMap<Index> &indexes, intptr_t *root, const ddBufKey *entry,
+                   Key (*keyOf)(const ddBufKey *)) {
+  mlist *list = setList(root);
+  Index *index = indexes.find(list);
+  if (index == nullptr) {
+    index = &indexes.make(list);
+    for (mlistNode *n = list->first; n; n = n->next)
+      index->note(keyOf(reinterpret_cast<const ddBufKey *>(n->value)), n, false);
+  }
+  Key key = keyOf(entry);
+  mlistNode *node = mlistLinkAfter(list, index->before(key), newNode(), reinterpret_cast<intptr_t>(entry));
+  index->note(key, node, true);
+}
+
+void insertByName(intptr_t *root, const ddBufKey *entry) {
+  insertIndexed(nameIndexes, root, entry, nameKey);
+}
+
+void insertByNumber(intptr_t *root, const ddBufKey *entry) {
+  insertIndexed(numberIndexes, root, entry, numberKey);
+}
+
+/* The item set that took the latest item, while the buffer made it for its
+** items and no index stands beside it. A structure's members and a list's
+** items arrive one after another, each behind the last, so such a set needs
+** no index: its last node is all there is to know. A set that takes an item
+** out of that order gets an index made from what it holds. */
+struct Appending {
+  intptr_t *root;
+  intptr_t list; /* what the root held */
+  mlistNode *last;
+} appending;
+
+void insertItem(intptr_t *root, const ddBufKey *item) {
+  auto value = reinterpret_cast<intptr_t>(item);
+  if (*root == 0) {
+    mlist *list = setList(root);
+    appending = {root, *root, mlistLinkAfter(list, nullptr, newNode(), value)};
+    return;
+  }
+  bool same = appending.root == root && appending.list == *root;
+  if (same && keyOf(appending.last->value)->number < item->number) {
+    appending.last = mlistLinkAfter(setList(root), appending.last, newNode(), value);
+    return;
+  }
+  if (same) appending = {};
+  insertByNumber(root, item);
+}
+
+/* A set filled some other way has no index and is searched from the front. */
+template <typename Key, typename Index>
+void *findIn(IndexMap<Index> &indexes, intptr_t set, Key key, const ddBufKey &probe, mlistCompare compare) {
+  if (Index *index = indexes.find(reinterpret_cast<const mlist *>(set)))
+    return reinterpret_cast<void *>(index->find(key));
+  return reinterpret_cast<void *>(*msetFind(reinterpret_cast<intptr_t>(&probe), &set, compare));
+}
+
+/* A zeroed record of size bytes with its own copy of name in the same piece,
+** extra bytes behind the record. */
+ddBufKey *newNamed(size_t size, size_t extra, const char *name) {
+  size_t n = std::strlen(name);
+  auto *entry = static_cast<ddBufKey *>(arena.take(size + extra + n + 1));
+  entry->name = reinterpret_cast<char *>(entry) + size + extra;
+  std::memcpy(entry->name, name, n);
+  return entry;
+}
+
+/* A member made here keeps one word between its record and its name: the
+** data item or record its name stands for, with 1 in the low bit for a
+** record, once looked up. Its name pointer tells such a member from one
+** made elsewhere, which has no such word. */
+constexpr size_t kTargetBytes = sizeof(uintptr_t);
+uintptr_t *targetOf(const ddBufMember *member) {
+  auto at = reinterpret_cast<uintptr_t>(member) + sizeof(ddBufMember);
+  return reinterpret_cast<uintptr_t>(member->name) == at + kTargetBytes ? reinterpret_cast<uintptr_t *>(at)
+                                                                        : nullptr;
+}
+static_assert(alignof(ddBufData) > 1 && alignof(ddBufRecord) > 1, "the low bit of an entry is free");
+
+} // namespace
+
+ddBufKey *ddBufAddNamed(intptr_t *root, size_t size, const char *name) {
+  ddBufKey *entry = newNamed(size, 0, name);
+  insertByName(root, entry);
+  return entry;
+}
+
+/* Items are not looked up, so adding one is all carving and appending: it
+** is here, beside the arena and the append path, so that it takes one call. */
+void *ddBufferAddItem(ddBuffer *, int kind, intptr_t *owner, const char *name, int32_t index) {
+  if (kind < DDBUF_STRUCT || kind > DDBUF_CHILD) {
+    std::printf("ERROR: Internal error.\n");
+    return nullptr;
+  }
+  ddBufKey *item = kind == DDBUF_STRUCT ? newNamed(sizeof(ddBufMember), kTargetBytes, name)
+                                        : newNamed(sizeof(ddBufCodeItem), 0, name);
+  item->number = index;
+  insertItem(owner, item);
+  return item;
+}
+
+void ddBufInsertNumber(intptr_t *root, const ddBufKey *entry) {
+  insertByNumber(root, entry);
+}
+
+/* The entries stay, since built definitions point into them; the indexes
+** go, those of every buffer at once, which is quicker than set by set. A
+** set without an index is still searched right, from the front, and one
+** that grows again gets a new index. */
+void ddBufferRelease(ddBuffer *) {
+  nameIndexes.clear();
+  numberIndexes.clear();
+  appending = {};
+}
+
+char *ddBufferText(const char *text, size_t length) {
+  auto *copy = static_cast<char *>(arena.take(length + 1));
+  std::memcpy(copy, text, length);
+  return copy;
+}
+
+void ddBufferDiscardAll(void) {
+  ddBufferRelease(nullptr);
+  arena.discard();
+}
+
+void *ddBufferFindName(const char *name, intptr_t set) {
+  if (set == 0 || name == nullptr) return nullptr;
+  ddBufKey key = {const_cast<char *>(name), 0};
+  return findIn(nameIndexes, set, std::string_view(name), key, ddBufferCompareName);
+}
+
+void *ddBufferFindNumber(int32_t number, intptr_t set) {
+  if (set == 0) return nullptr;
+  ddBufKey key = {nullptr, number};
+  return findIn(numberIndexes, set, number, key, ddBufferCompareNumber);
+}
+
+ddBufData *ddBufferMemberTarget(ddBuffer *buffer, const ddBufMember *member, ddBufRecord **record) {
+  uintptr_t *target = targetOf(member);
+  if (target != nullptr && *target != 0) {
+    *record = (*target & 1) ? reinterpret_cast<ddBufRecord *>(*target - 1) : nullptr;
+    return (*target & 1) ? nullptr : reinterpret_cast<ddBufData *>(*target);
+  }
+  auto *data = static_cast<ddBufData *>(ddBufferFindName(member->name, buffer->dataByName));
+  *record = data ? nullptr : static_cast<ddBufRecord *>(ddBufferFindName(member->name, buffer->recordByName));
+  if (target != nullptr && (data || *record))
+    *target = data ? reinterpret_cast<uintptr_t>(data) : reinterpret_cast<uintptr_t>(*record) + 1;
+  return data;
+}

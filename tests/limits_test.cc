@@ -1,0 +1,179 @@
+/*
+** Hostile shapes of schema text: endless units through a pipe, nesting far
+** deeper than the site can hold, and the deepest site the code space allows,
+** each imported in a thread with a small stack.
+*/
+#include <gtest/gtest.h>
+
+#include <pthread.h>
+#include <csignal>
+#include <cstring>
+#include <fstream>
+#include <functional>
+#include <string>
+#include <thread>
+#include <unistd.h>
+
+#include "rkdd/rkdd.h"
+
+using namespace testing::internal; /* CaptureStdout */
+
+namespace {
+
+#if defined(__SANITIZE_ADDRESS__)
+constexpr size_t kStackScale = 8; /* the sanitizer's red zones widen every frame */
+#else
+constexpr size_t kStackScale = 1;
+#endif
+
+/* Runs body in a thread of stackKiB KiB of stack and waits for it. */
+void onSmallStack(size_t stackKiB, std::function<void()> body) {
+  pthread_attr_t attr;
+  pthread_attr_init(&attr);
+  ASSERT_EQ(pthread_attr_setstacksize(&attr, stackKiB * 1024 * kStackScale), 0);
+  pthread_t thread;
+  auto run = [](void *arg) -> void * {
+    (*static_cast<std::function<void()> *>(arg))();
+    return nullptr;
+  };
+  ASSERT_EQ(pthread_create(&thread, &attr, run, &body), 0);
+  pthread_join(thread, nullptr);
+  pthread_attr_destroy(&attr);
+}
+
+std::string path = testing::TempDir() + "rkdd_limits_" + std::to_string(getpid());
+
+/* Structures nested depth deep: each holds the record of the one before and
+** a data item of 2 bytes, the innermost holds a data item of 4; the outermost record
+** is R0 and sorts first, so that sizing starts at the top. With ptr the
+** records are held through pointers instead, and named P rather than R. */
+void writeChain(int depth, bool ptr) {
+  const char *r = ptr ? "P" : "R";
+  std::ofstream file(path);
+  file << "dataDef " << r << "Inner { rktype_ival };\ndataDef " << r << "Pad { rktype_sval };\n";
+  auto name = [&](int level) { return std::to_string(depth - 1 - level); };
+  for (int level = 0; level < depth; level++) {
+    file << "recordDef " << r << name(level) << " { rktype_rec, S" << name(level) << " };\n"
+         << "struct S" << name(level) << " { ";
+    if (level == 0)
+      file << r << "Inner; };\n";
+    else
+      file << r << "Pad; " << r << name(level - 1) << (ptr ? ", PTR" : "") << "; };\n";
+  }
+}
+
+} // namespace
+
+TEST(Limits, EndlessUnitsEndTheReadWithAMessage) {
+  /* A start, then one pattern repeated without end. */
+  const struct {
+    std::string start, repeat;
+  } shapes[] = {
+      {"", "word"},
+      {"", std::string(1, '\0')},
+      {"dataDef X ", "name"},
+      {"dataDef X { rktype_ival, ", "item"},
+      {"dataDef X { rktype_ival, ", "a, "},
+      {"dataDef X { rktype_ival, ", "KEY=KEY="},
+      {"dataDef X { rktype_text, LABEL=\"", "quoted \\\" text"},
+      {"struct S { ", "m, PTR, "},
+      {"parent P { ", "x y "},
+      {"describe X { ", "text"},
+      {"define X ", "value"},
+      {"/* ", "comment"},
+      {"dataDef X { rktype_ival };\n", " \n"},
+  };
+  std::signal(SIGPIPE, SIG_IGN);
+  for (const auto &shape : shapes) {
+    int fds[2];
+    ASSERT_EQ(pipe(fds), 0);
+    const std::string &start = shape.start, &repeat = shape.repeat;
+    std::thread writer([&, fd = fds[1]] {
+      if (write(fd, start.data(), start.size()) >= 0) {
+        std::string block;
+        while (block.size() < 4096) block += repeat;
+        while (write(fd, block.data(), block.size()) > 0) {
+        }
+      }
+      close(fd);
+    });
+    int result = -1, site = -1;
+    std::string out;
+    onSmallStack(64, [&] {
+      CaptureStdout();
+      result = ddImportSchema(("/dev/fd/" + std::to_string(fds[0])).c_str(), &site);
+      out = GetCapturedStdout();
+    });
+    close(fds[0]);
+    writer.join();
+    EXPECT_EQ(result, 0) << start;
+    EXPECT_EQ(site, -1) << start;
+    EXPECT_NE(out.find("characters without an end; not a schema text.\nAborted.\n"), std::string::npos)
+        << start << out;
+  }
+  EXPECT_EQ(ddSiteCount(), 0);
+}
+
+TEST(Limits, NestingPastTheSiteImportsOnASmallStack) {
+  /* Far more records than a site holds: those past it are not built. */
+  writeChain(20000, false);
+  int result = -1;
+  onSmallStack(256, [&] {
+    CaptureStdout();
+    result = ddImportSchema(path.c_str(), nullptr);
+    GetCapturedStdout();
+  });
+  EXPECT_EQ(result, 0);
+  EXPECT_EQ(ddGetLength(ddNameToCode("R19999")), 4);
+  EXPECT_EQ(ddGetLength(ddNameToCode("R19000")), 4 + 2 * 999);
+  EXPECT_EQ(ddNameToCode("R0"), 0); /* the 20,000th record had no code left */
+}
+
+TEST(Limits, TheDeepestSiteLaysOutAndFindsPathsOnASmallStack) {
+  const int depth = 1790;
+  for (bool ptr : {false, true}) {
+    writeChain(depth, ptr);
+    int site = -1, result = -1;
+    int top = 0, inner = 0, count = -1, first = 0, last = 0;
+    onSmallStack(128, [&] {
+      CaptureStdout();
+      result = ddImportSchema(path.c_str(), &site);
+      GetCapturedStdout();
+      top = ddNameToCode(ptr ? "P0" : "R0");
+      inner = ddNameToCode(ptr ? "PInner" : "RInner");
+      count = ddBuildPath(top, inner);
+      ddGetNthParent(top, inner, 0, &first, nullptr);
+      ddGetNthParent(top, inner, static_cast<unsigned>(count - 1), &last, nullptr);
+      EXPECT_EQ(ddIsFieldFollowInLine(top, inner), !ptr);
+      EXPECT_EQ(ddIsFieldFollowPointer(top, inner), ptr);
+      EXPECT_EQ(ddIsFieldFollowAll(top, inner), 1);
+    });
+    ASSERT_EQ(result, 1) << ptr;
+    ASSERT_EQ(ddSiteNo2SiteInfo(site)->recordCount, depth);
+    EXPECT_EQ(ddGetLength(top), ptr ? 6 : 4 + 2 * (depth - 1)) << ptr;
+    if (ptr) {
+      /* Every pointer hop names its record, outermost first. */
+      EXPECT_EQ(count, depth);
+      EXPECT_EQ(first, top);
+      EXPECT_EQ(last, ddNameToCode(("P" + std::to_string(depth - 1)).c_str()));
+    } else {
+      /* In line, the path names the record that holds the innermost one. */
+      EXPECT_EQ(count, 1);
+      EXPECT_EQ(first, ddNameToCode(("R" + std::to_string(depth - 2)).c_str()));
+    }
+  }
+}
+
+TEST(Limits, ALinkListPastItsCountByteKeepsTheFirst255) {
+  std::ofstream file(path);
+  file << "recordDef R { rktype_bead, rkNULL, PARENT=L };\nparent L {\n";
+  for (int i = 0; i < 300; i++) file << "R;\n";
+  file << "}\n";
+  file.close();
+  int site = -1;
+  CaptureStdout();
+  EXPECT_EQ(ddImportSchema(path.c_str(), &site), 1);
+  EXPECT_NE(GetCapturedStdout().find("ERROR: Parent list \"L\" of \"R\" has 300 items; the first 255 are kept.\n"),
+            std::string::npos);
+  EXPECT_EQ(ddGetParentCount(ddNameToCode("R")), 255);
+}
