@@ -39,29 +39,17 @@ int import(const std::string &text, int *site) {
 }
 int kindOf(const ddField &f) { return static_cast<int32_t>(f.bits << 16) >> 22; }
 
-const char kWorkedExample[] =
-    "// Two data items, a structure and a record.\n"
-    "dataDef AreaName { rktype_text, LEN=32, LABEL=\"Area name\" };\n"
-    "dataDef AreaDepth\n"
-    "{\n"
-    "    rktype_fval,          /* the type comes first */\n"
-    "    MIN=0, MAX = 100.5,\n"
-    "    NOEDIT\n"
-    "}\n"
-    "\n"
-    "struct AreaBody\n"
-    "{\n"
-    "    AreaName;\n"
-    "    AreaDepth, PTR;\n"
-    "};\n"
-    "\n"
-    "recordDef Area { rktype_rec, AreaBody, LEV=IFACELVL, PARENT=AreaUsers, KEY=1 };\n"
-    "\n"
-    "parent AreaUsers { Area; };\n"
-    "\n"
-    "describe Area { One area\n"
-    "of the model. }\n"
-    "define AreaLimit 16\n";
+const char kWorkedExample[] = R"(// Two data items, a structure and a record.
+dataDef AreaName { rktype_text, LEN=32, LABEL="Area name" };
+dataDef AreaDepth
+{ rktype_fval, /* the type comes first */ MIN=0, MAX = 100.5, NOEDIT }
+struct AreaBody { AreaName; AreaDepth, PTR; };
+recordDef Area { rktype_rec, AreaBody, LEV=IFACELVL, PARENT=AreaUsers, KEY=1 };
+parent AreaUsers { Area; };
+describe Area { One area
+of the model. }
+define AreaLimit 16
+)";
 
 } // namespace
 

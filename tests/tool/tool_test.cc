@@ -164,7 +164,7 @@ TEST(Tool, StandardInputIsReadOnceAndQuietKeepsOnlyErrors) {
 TEST(Tool, HeaderWritesAssertedStructsAndCommentsTheRest) {
   Result scene = rkdd("header " + kScene);
   EXPECT_EQ(scene.status, 0);
-  EXPECT_EQ(scene.out, slurp(kTestdata + "scene.h"));
+  EXPECT_EQ(scene.out, slurp(kTestdata + "scene.header.txt"));
 
   Result odd = rkdd("header " + kOdd);
   EXPECT_EQ(odd.status, 0);
