@@ -55,23 +55,7 @@ of the model. } define AreaLimit 16
 
 const std::string kErr = "ERROR: Cannot read list\n", kAbort = "\"\nAborted.\n\n";
 
-TEST(Reader, WorkedExampleFilesAndTheCommandLoop) {
-  Read r = readText(kExample);
-  EXPECT_EQ(std::to_string(r.result) + r.out, "1");
-  auto *name = find<ddBufData>("AreaName", r.buf.dataByName);
-  auto *depth = find<ddBufData>("AreaDepth", r.buf.dataByName);
-  auto *area = find<ddBufRecord>("Area", r.buf.recordByName);
-  auto m = all<ddBufMember>(find<ddBufStruct>("AreaBody", r.buf.structs)->members);
-  auto users = all(find<ddBufCodeList>("AreaUsers", r.buf.parents)->items);
-  ASSERT_TRUE(name && depth && area && m.size() == 2 && users.size() == 1);
-  EXPECT_TRUE(name->type == 11 && name->len == 32 && depth->number == 1 && depth->type == 7 &&
-              depth->len == 4 && depth->max == 100.5f && !depth->edit && m[1]->ptr &&
-              m[1]->index == 1 && area->lev == 3 && area->key == 1 && area->type == 14);
-  EXPECT_EQ(join({name->label, m[0]->name, area->structName, area->parentName, users[0]->name,
-                  find<ddBufDescribe>("Area", r.buf.describes)->text,
-                  find<ddBufDefine>("AreaLimit", r.buf.defines)->value}),
-            "\"Area name\"|AreaName|AreaBody|AreaUsers|Area|One area\nof the model. |16|");
-  /* Files that cannot be read, that hold nothing, and the command loop. */
+TEST(Reader, FilesThatCannotBeReadOrHoldNothingAndTheCommandLoop) {
   static ddBuffer b; /* a buffer's blocks are kept for good */
   ddBufferInit(&b);
   CaptureStdout();
@@ -140,25 +124,6 @@ TEST(Reader, ListsCommentsAndQuotes) {
       if (file) std::fclose(file);
       EXPECT_EQ(got + "] " + rest + std::to_string(count), want + "0") << text << chunkSize;
     }
-}
-
-/* A file far longer than what the reader holds at once: nothing is lost or
-** doubled where one chunk ends and the next begins. */
-TEST(Reader, LongFilesAreReadWhole) {
-  std::string text;
-  for (int i = 0; i < 4000; i++)
-    text += "dataDef d" + std::to_string(i) + " { rktype_ival, LABEL=\"item " + std::to_string(i) +
-            ", /* kept */\" }; // a note\n/* a comment */ ";
-  ASSERT_GT(text.size(), 3u * 64 * 1024);
-  Read r = readText(text);
-  EXPECT_EQ(r.result, 1);
-  EXPECT_EQ(r.out, "");
-  auto data = all<ddBufData>(r.buf.dataByNumber);
-  ASSERT_EQ(data.size(), 4000u);
-  for (int i = 0; i < 4000; i++) {
-    ASSERT_EQ(data[i]->name, "d" + std::to_string(i));
-    ASSERT_EQ(data[i]->label, "\"item " + std::to_string(i) + ", /* kept */\"");
-  }
 }
 
 TEST(Reader, CommandsOptionsAndTheirMessages) {
