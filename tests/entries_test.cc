@@ -132,8 +132,7 @@ TEST(Queries, ValuesAsStoredDecodedAndNoEntryResults) {
   EXPECT_EQ(V({bead, ddHasBead(r), ddHasBead(d), ddHasBead(0), ddGetArrayCount(0), ddIsEnumOptionMenu(0)}),
             V({1, 1, 0, 0, 0, 1}));
   /* Record-only queries on a data code, data-only queries on a record. */
-  ddSetIlevel(r, 9);
-  ddSetMaxId(r, 1234);
+  EXPECT_EQ(ddSetIlevel(r, 9) + ddSetMaxId(r, 1234), 2);
   ddSetPrefix(r, "pre");
   EXPECT_EQ(V({ddGetIlevel(d), ddGetMaxId(d), ddGetMaxId(r), ddIsDefSet(r), ddIsRangeSet(r)}),
             V({0, 0, 1234, 0, 0}));
@@ -195,7 +194,7 @@ TEST(Setters, TextsFlagsKeyAndValues) {
                ddIsRangeSet(d), ddUnsetRange(d), ddIsRangeSet(d)}),
             V({0, 0, 0, 1, 1, 1, 0}));
   EXPECT_TRUE(ddGetMinVal(d) == 10.0f && ddGetMaxVal(d) == -10.0f);
-  EXPECT_EQ(V({ddSetDefVal(d, 2.5f), ddIsDefSet(d), ddUnsetDefVal(d), ddIsDefSet(d), ddUnsetDefVal(r)}),
-            V({1, 1, 1, 0, 0}));
+  EXPECT_EQ(V({ddSetDefVal(d, 2.5f), ddIsDefSet(d), ddUnsetDefVal(d), ddIsDefSet(d), ddUnsetDefVal(r), ddUnsetRange(r)}),
+            V({1, 1, 1, 0, 0, 0}));
   EXPECT_EQ(ddGetDefVal(d), 2.5f);
 }
