@@ -8,48 +8,24 @@
 
 #include "rkdd/rkdd.h"
 
+#define AT(type, field, at) {offsetof(type, field), at, #type "." #field}
+#define SIZE(type, size) {sizeof(type), size, "sizeof " #type}
+
 TEST(Abi, SharedStructuresHaveTheirFixedLayout) {
-  EXPECT_EQ(sizeof(ddField), 12u);
-  EXPECT_EQ(offsetof(ddField, bits), 4u);
-  EXPECT_EQ(offsetof(ddField, offset), 8u);
-
-  EXPECT_EQ(sizeof(ddSchema), 112u);
-  EXPECT_EQ(offsetof(ddSchema, flags), 8u);
-  EXPECT_EQ(offsetof(ddSchema, siteId), 16u);
-  EXPECT_EQ(offsetof(ddSchema, version), 24u);
-  EXPECT_EQ(offsetof(ddSchema, extendCode), 28u);
-  EXPECT_EQ(offsetof(ddSchema, xcodeName), 32u);
-  EXPECT_EQ(offsetof(ddSchema, length), 44u);
-  EXPECT_EQ(offsetof(ddSchema, name), 48u);
-  EXPECT_EQ(offsetof(ddSchema, desc), 64u);
-  EXPECT_EQ(offsetof(ddSchema, pathList), 88u);
-  EXPECT_EQ(offsetof(ddSchema, reservedBlock), 104u);
-
-  EXPECT_EQ(offsetof(ddRSchema, ilevel), 112u);
-  EXPECT_EQ(offsetof(ddRSchema, fieldCount), 118u);
-  EXPECT_EQ(offsetof(ddRSchema, aliasNameCount), 121u);
-  EXPECT_EQ(offsetof(ddRSchema, fields), 128u);
-  EXPECT_EQ(offsetof(ddRSchema, extFields), 160u);
-  EXPECT_EQ(offsetof(ddRSchema, maxId), 176u);
-  EXPECT_EQ(offsetof(ddRSchema, links), 184u);
-  EXPECT_EQ(sizeof(ddRSchema), 192u);
-
-  EXPECT_EQ(offsetof(ddDSchema, minVal), 112u);
-  EXPECT_EQ(offsetof(ddDSchema, defString), 128u);
-  EXPECT_EQ(offsetof(ddDSchema, valueFlags), 136u);
-  EXPECT_EQ(offsetof(ddDSchema, reservedBlock), 144u);
-  EXPECT_EQ(sizeof(ddDSchema), 152u);
-
-  EXPECT_EQ(offsetof(ddLinks, aliasCount), 2u);
-  EXPECT_EQ(offsetof(ddLinks, parents), 8u);
-  EXPECT_EQ(offsetof(ddLinks, subRev), 32u);
-
-  EXPECT_EQ(offsetof(ddSite, desc), 12u);
-  EXPECT_EQ(offsetof(ddSite, recordTable), 120u);
-  EXPECT_EQ(offsetof(ddSite, recordMap), 144u);
-  EXPECT_EQ(offsetof(ddSite, dataTable), 152u);
-  EXPECT_EQ(offsetof(ddSite, dataMap), 176u);
-  EXPECT_EQ(offsetof(ddSite, siteNo), 184u);
-  EXPECT_EQ(offsetof(ddSite, codeOffset), 192u);
-  EXPECT_EQ(sizeof(ddSite), 200u);
+  const struct { size_t got, want; const char *what; } layout[] = {
+      SIZE(ddField, 12), AT(ddField, bits, 4), AT(ddField, offset, 8),
+      SIZE(ddSchema, 112), AT(ddSchema, flags, 8), AT(ddSchema, siteId, 16), AT(ddSchema, version, 24),
+      AT(ddSchema, extendCode, 28), AT(ddSchema, xcodeName, 32), AT(ddSchema, length, 44),
+      AT(ddSchema, name, 48), AT(ddSchema, desc, 64), AT(ddSchema, pathList, 88),
+      AT(ddSchema, reservedBlock, 104),
+      SIZE(ddRSchema, 192), AT(ddRSchema, ilevel, 112), AT(ddRSchema, fieldCount, 118),
+      AT(ddRSchema, aliasNameCount, 121), AT(ddRSchema, fields, 128), AT(ddRSchema, extFields, 160),
+      AT(ddRSchema, maxId, 176), AT(ddRSchema, links, 184),
+      SIZE(ddDSchema, 152), AT(ddDSchema, minVal, 112), AT(ddDSchema, defString, 128),
+      AT(ddDSchema, valueFlags, 136), AT(ddDSchema, reservedBlock, 144),
+      AT(ddLinks, aliasCount, 2), AT(ddLinks, parents, 8), AT(ddLinks, subRev, 32),
+      SIZE(ddSite, 200), AT(ddSite, desc, 12), AT(ddSite, recordTable, 120), AT(ddSite, recordMap, 144),
+      AT(ddSite, dataTable, 152), AT(ddSite, dataMap, 176), AT(ddSite, siteNo, 184),
+      AT(ddSite, codeOffset, 192)};
+  for (const auto &l : layout) EXPECT_EQ(l.got, l.want) << l.what;
 }

@@ -39,55 +39,7 @@ int import(const std::string &text, int *site) {
 }
 int kindOf(const ddField &f) { return static_cast<int32_t>(f.bits << 16) >> 22; }
 
-const char kWorkedExample[] =
-    "// Two data items, a structure and a record.\n"
-    "dataDef AreaName { rktype_text, LEN=32, LABEL=\"Area name\" };\n"
-    "dataDef AreaDepth\n"
-    "{\n"
-    "    rktype_fval,          /* the type comes first */\n"
-    "    MIN=0, MAX = 100.5,\n"
-    "    NOEDIT\n"
-    "}\n"
-    "\n"
-    "struct AreaBody\n"
-    "{\n"
-    "    AreaName;\n"
-    "    AreaDepth, PTR;\n"
-    "};\n"
-    "\n"
-    "recordDef Area { rktype_rec, AreaBody, LEV=IFACELVL, PARENT=AreaUsers, KEY=1 };\n"
-    "\n"
-    "parent AreaUsers { Area; };\n"
-    "\n"
-    "describe Area { One area\n"
-    "of the model. }\n"
-    "define AreaLimit 16\n";
-
 } // namespace
-
-TEST(Import, WorkedExampleBuildsEveryDefinition) {
-  int site = -1;
-  ASSERT_EQ(import(kWorkedExample, &site), 1);
-  EXPECT_EQ(out, "WARNING: elemtype 14 not supported!\n");
-  int name = ddNameToCode("AreaName"), depth = ddNameToCode("AreaDepth"), area = ddNameToCode("Area");
-  EXPECT_EQ(V({site, ddIsTempSite(site), name, depth, area}), V({0, 0, 2048, 2049, 256}));
-  EXPECT_EQ(V({ddGetTagType(name), ddGetLength(name) /* LEN in bytes */, ddLabelToCode("\"Area name\""),
-               ddIsDisplay(name) + ddIsEdit(name) + ddIsSearch(name)}),
-            V({MTYPE_TEXT, 32, name, 3}));
-  EXPECT_STREQ(ddGetLabel(name), "\"Area name\"");
-  EXPECT_EQ(V({ddGetTagType(depth), ddGetLength(depth), ddIsEdit(depth), ddIsRangeSet(depth), ddIsDefSet(depth)}),
-            V({MTYPE_FLOAT, 4, 0, 1, 0}));
-  EXPECT_TRUE(ddGetMinVal(depth) == 0.0f && ddGetMaxVal(depth) == 100.5f);
-  EXPECT_EQ(V({ddGetTagType(area), ddGetKey(area), ddGetIlevel(area), ddGetArrayCount(area), ddGetLength(area)}),
-            V({MTYPE_REC, 1, 3, 1, 36}));
-  EXPECT_STREQ(ddGetDesc(area), "One area\nof the model. ");
-  ASSERT_EQ(ddGetFieldCount(area), 2);
-  ddField *f = ddGetField(area);
-  EXPECT_EQ(V({f[0].code, kindOf(f[0]), f[1].code, kindOf(f[1])}), V({name, DD_KIND_DC, depth, DD_KIND_POINTER}));
-  int offset = -1, bit = -1, kind = -1;
-  EXPECT_EQ(V({ddGetFieldOffset(area, depth, &offset, &bit, &kind), offset, bit, kind}), V({1, 32, 0, DD_KIND_POINTER}));
-  EXPECT_EQ(V({ddGetParentCount(area), ddGetParentNth(area, 0), ddGetChildCount(area)}), V({1, area, 0}));
-}
 
 TEST(Import, CodesFollowFileOrderAndForwardReferencesResolve) {
   int site = -1;

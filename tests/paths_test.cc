@@ -163,26 +163,6 @@ TEST_F(Paths, TheCacheOnTheTarget) {
   EXPECT_EQ(UZA_liveBlocks("mlist1"), before);
 }
 
-TEST_F(Paths, FindPathAndMarkExtensionHop) {
-  build("R{P*}; P{t}");
-  int r = code("R"), p = code("P"), t = code("t"), counter = 0;
-  mlist *list = ddFindPath(r, t, r, nullptr, &counter);
-  ASSERT_NE(list, nullptr);
-  EXPECT_EQ(V({counter, mlistCount(list)}), V({2, 2}));
-  mlistFree(list);
-  counter = 0; /* the caller's own table stops the search at once */
-  EXPECT_EQ(ddFindPath(r, t, r, ddGetField(r), &counter), nullptr);
-  EXPECT_EQ(counter, 0);
-  list = ddFindPath(p, t, 4242, nullptr, &counter); /* the owner names the hit */
-  ASSERT_NE(list, nullptr);
-  EXPECT_EQ(mlistNth(list, 0), 4242);
-  mlistPush(list, 7);
-  for (int i = 0; i < 2; i++) ddMarkExtensionHop(list); /* only a positive one turns */
-  EXPECT_EQ(V({int(mlistNth(list, 0)), int(mlistNth(list, 1))}), V({-7, 4242}));
-  mlistFree(list);
-  ddMarkExtensionHop(nullptr);
-}
-
 TEST_F(Paths, FindFieldParent) {
   int other = -1;
   ASSERT_NE(ddNewSite("other", "another", &other), nullptr);

@@ -4,7 +4,6 @@
 
 #include <cstdio>
 #include <cstring>
-#include <random>
 #include <string>
 #include <vector>
 #include "import/ddread.h"
@@ -56,23 +55,7 @@ of the model. } define AreaLimit 16
 
 const std::string kErr = "ERROR: Cannot read list\n", kAbort = "\"\nAborted.\n\n";
 
-TEST(Reader, WorkedExampleFilesAndTheCommandLoop) {
-  Read r = readText(kExample);
-  EXPECT_EQ(std::to_string(r.result) + r.out, "1");
-  auto *name = find<ddBufData>("AreaName", r.buf.dataByName);
-  auto *depth = find<ddBufData>("AreaDepth", r.buf.dataByName);
-  auto *area = find<ddBufRecord>("Area", r.buf.recordByName);
-  auto m = all<ddBufMember>(find<ddBufStruct>("AreaBody", r.buf.structs)->members);
-  auto users = all(find<ddBufCodeList>("AreaUsers", r.buf.parents)->items);
-  ASSERT_TRUE(name && depth && area && m.size() == 2 && users.size() == 1);
-  EXPECT_TRUE(name->type == 11 && name->len == 32 && depth->number == 1 && depth->type == 7 &&
-              depth->len == 4 && depth->max == 100.5f && !depth->edit && m[1]->ptr &&
-              m[1]->index == 1 && area->lev == 3 && area->key == 1 && area->type == 14);
-  EXPECT_EQ(join({name->label, m[0]->name, area->structName, area->parentName, users[0]->name,
-                  find<ddBufDescribe>("Area", r.buf.describes)->text,
-                  find<ddBufDefine>("AreaLimit", r.buf.defines)->value}),
-            "\"Area name\"|AreaName|AreaBody|AreaUsers|Area|One area\nof the model. |16|");
-  /* Files that cannot be read, that hold nothing, and the command loop. */
+TEST(Reader, FilesThatCannotBeReadOrHoldNothingAndTheCommandLoop) {
   static ddBuffer b; /* a buffer's blocks are kept for good */
   ddBufferInit(&b);
   CaptureStdout();
@@ -141,44 +124,6 @@ TEST(Reader, ListsCommentsAndQuotes) {
       if (file) std::fclose(file);
       EXPECT_EQ(got + "] " + rest + std::to_string(count), want + "0") << text << chunkSize;
     }
-}
-
-/* A file far longer than what the reader holds at once: nothing is lost or
-** doubled where one chunk ends and the next begins. */
-TEST(Reader, LongFilesAreReadWhole) {
-  std::string text;
-  for (int i = 0; i < 4000; i++)
-    text += "dataDef d" + std::to_string(i) + " { rktype_ival, LABEL=\"item " + std::to_string(i) +
-            ", /* kept */\" }; // a note\n/* a comment */ ";
-  /* Members in every shape, some of them across the ends of chunks. */
-  const char *shapes[] = {"m%d;", "  m%d ;\n", "m%d, PTR;", "m%d /* c */;", "m%d;;"};
-  for (int i = 0; i < 30; i++) {
-    text += "struct S" + std::to_string(i) + " {";
-    for (int m = 0; m < 200; m++) {
-      char member[32];
-      std::snprintf(member, sizeof member, shapes[m % 5], m);
-      text += member;
-    }
-    text += "}\n";
-  }
-  ASSERT_GT(text.size(), 3u * 64 * 1024);
-  Read r = readText(text);
-  EXPECT_EQ(r.result, 1);
-  EXPECT_EQ(r.out, "");
-  auto data = all<ddBufData>(r.buf.dataByNumber);
-  ASSERT_EQ(data.size(), 4000u);
-  for (int i = 0; i < 4000; i++) {
-    ASSERT_EQ(data[i]->name, "d" + std::to_string(i));
-    ASSERT_EQ(data[i]->label, "\"item " + std::to_string(i) + ", /* kept */\"");
-  }
-  for (int i = 0; i < 30; i++) {
-    auto members = all<ddBufMember>(find<ddBufStruct>(("S" + std::to_string(i)).c_str(), r.buf.structs)->members);
-    ASSERT_EQ(members.size(), 200u);
-    for (int m = 0; m < 200; m++) {
-      ASSERT_EQ(members[m]->name, "m" + std::to_string(m));
-      ASSERT_EQ(members[m]->ptr, m % 5 == 2);
-    }
-  }
 }
 
 TEST(Reader, CommandsOptionsAndTheirMessages) {
@@ -280,8 +225,8 @@ TEST(Reader, LimitsAtLengthOneOverAndFarOver) {
   }
 }
 
-/* The end of input in every construct ends the read; every prefix of a schema and random
-** text made of the characters that matter read to an end without overrunning anything. */
+/* The end of input in every construct ends the read; every prefix of a schema
+** reads to an end without overrunning anything. */
 TEST(Reader, EndOfInputAndMalformedFiles) {
   const std::string ival = kErr + "ERROR: Type for \"X\" unknown!  Using rktype_ival.\n";
   const std::string cases[][2] = {
@@ -297,18 +242,8 @@ TEST(Reader, EndOfInputAndMalformedFiles) {
     EXPECT_EQ(std::to_string(r.result) + r.out, "1" + out) << text;
   }
   EXPECT_EQ(find<ddBufCodeList>("S", readText("parent S { a; b").buf.parents)->count, 1); /* kept */
-  std::vector<std::string> files;
-  for (size_t n = 0; n <= std::strlen(kExample); n++) files.emplace_back(kExample, n);
-  std::mt19937 random(5);
-  const std::string_view pieces[] = {"{", "}", "(", ")", ",", ";", "=", "/", "*", "\"", "\\", " ",
-      "\n", "a", "LEN", "PAD=0", "\xff", std::string_view("\0", 1), "dataDef x", "recordDef r",
-      "struct s", "parent p", "describe d", "define e", "rktype_text"};
-  for (int file = 0; file < 300; file++) {
-    files.emplace_back();
-    for (int i = random() % 200; i > 0; i--) files.back() += pieces[random() % std::size(pieces)];
-  }
-  for (const std::string &text : files) {
-    int result = readText(text).result;
-    EXPECT_TRUE(result == 0 || result == 1) << text;
+  for (size_t n = 0; n <= std::strlen(kExample); n++) {
+    int result = readText(std::string(kExample, n)).result;
+    EXPECT_TRUE(result == 0 || result == 1) << n;
   }
 }

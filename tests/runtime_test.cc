@@ -1,37 +1,12 @@
 /*
-** The memory layer: fill patterns, per-file accounting, and the loud end of
+** The memory layer: fill patterns, pools, the byte limit, and the loud end of
 ** an exhausted allocator or a bad release.
 */
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <utility>
-#include <vector>
 
 #include "rkruntime.h"
-
-TEST(Runtime, BlocksAreFilledAndCountedPerFile) {
-  long before = UZA_liveBlocks(nullptr);
-  auto *a = static_cast<unsigned char *>(UZA_allocate(16, "alpha", 1));
-  auto *z = static_cast<unsigned char *>(UZA_allocatez(24, "beta", 2));
-  void *empty = UZA_allocate(0, "alpha", 3);
-  ASSERT_NE(empty, nullptr);
-  for (int i = 0; i < 16; i++) EXPECT_EQ(a[i], 0xCD);
-  for (int i = 0; i < 24; i++) EXPECT_EQ(z[i], 0);
-  EXPECT_EQ(reinterpret_cast<uintptr_t>(a) % 8, 0u);
-  EXPECT_EQ(UZA_liveBlocks("alpha"), 2);
-  EXPECT_EQ(UZA_liveBytes("alpha"), 16);
-  EXPECT_EQ(UZA_liveBytes("beta"), 24);
-  EXPECT_EQ(UZA_liveBlocks(nullptr), before + 3);
-  /* A release counts against the file that allocated, whoever frees. */
-  UZA_free(a, "beta", 4);
-  UZA_free(empty, "alpha", 5);
-  EXPECT_EQ(UZA_liveBlocks("alpha"), 0);
-  EXPECT_EQ(UZA_liveBytes("beta"), 24);
-  UZA_free(z, "beta", 6);
-  EXPECT_EQ(UZA_liveBlocks(nullptr), before);
-  EXPECT_EQ(UZA_liveBlocks("never-used"), 0);
-}
 
 /* Small blocks come from pools and are used again once released; large ones,
 ** and those laid on huge pages, are filled and counted the same way. */
@@ -56,24 +31,6 @@ TEST(Runtime, ReleasedBlocksServeTheNextRequestOfTheirSize) {
     UZA_free(c, "pool", 6);
     EXPECT_EQ(UZA_liveBlocks("pool"), 0);
   }
-}
-
-/* Blocks of many sizes in turn, enough to span many slabs of every class
-** and the regions that they are cut from: none overlaps another. */
-TEST(Runtime, BlocksOfManySizesNeverOverlap) {
-  std::vector<std::pair<unsigned char *, size_t>> blocks;
-  for (size_t n = 0; n < 6000; n++) {
-    size_t size = 1 + (n * 37) % 256;
-    auto *b = static_cast<unsigned char *>(UZA_allocate(size, "many", 1));
-    std::memset(b, static_cast<int>(n % 251), size);
-    blocks.emplace_back(b, size);
-  }
-  for (size_t n = 0; n < blocks.size(); n++) {
-    auto [b, size] = blocks[n];
-    for (size_t i = 0; i < size; i++) ASSERT_EQ(b[i], n % 251) << n;
-    UZA_free(b, "many", 2);
-  }
-  EXPECT_EQ(UZA_liveBlocks("many"), 0);
 }
 
 TEST(RuntimeDeathTest, ExhaustionAndBadReleasesAbortWithOneLine) {

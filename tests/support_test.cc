@@ -52,29 +52,6 @@ TEST(List, StackOrderIndexAndForEach) {
   mlistFree(nullptr);
 }
 
-TEST(Set, FindInsertAndWalk) {
-  static intptr_t root = 0, other = 0; /* kept reachable */
-  msetWalk(root, [](const intptr_t *, int, int) { return 1; });
-  EXPECT_EQ(root, 0); /* a walk creates nothing, a find makes the root */
-  intptr_t *cell = msetFind(7, &root, numeric);
-  ASSERT_TRUE(cell != nullptr && root != 0);
-  EXPECT_EQ(W({*cell, mlistCount(reinterpret_cast<mlist *>(root))}), W({0, 0}));
-  msetInsert(9, &other, numeric);
-  EXPECT_EQ(mlistCount(reinterpret_cast<mlist *>(other)), 1);
-  for (intptr_t v : {30, 10, 20}) msetInsert(v, &root, numeric);
-  EXPECT_EQ(W({*msetFind(20, &root, numeric), *msetFind(4, &root, numeric)}), W({20, 0}));
-  /* One cell serves every find: the next find overwrites it. */
-  EXPECT_EQ(msetFind(30, &root, numeric), msetFind(9, &other, numeric));
-  static W seen;
-  msetWalk(root, [](const intptr_t *cell, int kind, int depth) {
-    seen.push_back(*cell);
-    EXPECT_EQ(kind, 1);
-    EXPECT_EQ(depth, 1);
-    return 0; /* ignored */
-  });
-  EXPECT_EQ(seen, W({10, 20, 30}));
-}
-
 TEST(Map, PutReplacesAndGetFindsTheLatest) {
   mmap *map = mmapNew(nullptr);
   EXPECT_EQ(W({mmapGet(map, 1), mmapPut(map, 1, 100), mmapPut(map, 1, 200), mmapPut(map, -4096, 300),

@@ -11,36 +11,21 @@ using testing::internal::CaptureStdout;
 using testing::internal::GetCapturedStdout;
 
 TEST(TagTypes, BothKeywordFormsNameTheSameNumber) {
-  EXPECT_EQ(ddTypeFromName("rktype_null"), MTYPE_NULL);
-  EXPECT_EQ(ddTypeFromName("MTYPE_USHORT"), MTYPE_USHORT);
-  EXPECT_EQ(ddTypeFromName("rktype_usval"), MTYPE_USHORT);
-  EXPECT_EQ(ddTypeFromName("rktype_text"), MTYPE_TEXT);
-  EXPECT_EQ(ddTypeFromName("MTYPE_XFORM"), 16);
-  EXPECT_EQ(ddTypeFromName("rktype_xfm"), 16);
-  EXPECT_EQ(ddTypeFromName("rktype_xform"), -1);
-  EXPECT_EQ(ddTypeFromName("MTYPE_Flag"), -1);
-  EXPECT_EQ(ddTypeFromName("rktype_Ival"), -1);
-  EXPECT_EQ(ddTypeFromName("MTYPE_INT "), -1);
-  EXPECT_EQ(ddTypeFromName(""), -1);
-  EXPECT_EQ(ddTypeFromName(nullptr), -1);
+  const struct { const char *name; int type; } cases[] = {
+      {"rktype_null", MTYPE_NULL}, {"MTYPE_USHORT", MTYPE_USHORT}, {"rktype_usval", MTYPE_USHORT},
+      {"rktype_text", MTYPE_TEXT}, {"MTYPE_XFORM", 16},            {"rktype_xfm", 16},
+      {"rktype_xform", -1},        {"MTYPE_Flag", -1},             {"rktype_Ival", -1},
+      {"MTYPE_INT ", -1},          {"", -1},                       {nullptr, -1}};
+  for (const auto &c : cases) EXPECT_EQ(ddTypeFromName(c.name), c.type) << (c.name ? c.name : "null");
 }
 
+/* Record kinds and unknown types have no length, and say so. */
 TEST(TagTypes, DefaultLengthsAndTheWarningForRecordKinds) {
+  const int cases[][2] = {{MTYPE_CHAR, 1}, {MTYPE_SHORT, 2}, {MTYPE_DOUBLE, 8}, {MTYPE_FLAG, 1},
+                          {MTYPE_ENUM, 4}, {MTYPE_TEXT, -1}, {MTYPE_DATA, 4},   {MTYPE_NULL, 0},
+                          {MTYPE_REC, 0},  {MTYPE_XFORM, 0}, {-1, 0},           {17, 0}};
   CaptureStdout();
-  EXPECT_EQ(ddTypeSize(MTYPE_CHAR), 1);
-  EXPECT_EQ(ddTypeSize(MTYPE_SHORT), 2);
-  EXPECT_EQ(ddTypeSize(MTYPE_DOUBLE), 8);
-  EXPECT_EQ(ddTypeSize(MTYPE_FLAG), 1);
-  EXPECT_EQ(ddTypeSize(MTYPE_ENUM), 4);
-  EXPECT_EQ(ddTypeSize(MTYPE_TEXT), -1);
-  EXPECT_EQ(ddTypeSize(MTYPE_DATA), 4);
-  EXPECT_EQ(ddTypeSize(MTYPE_NULL), 0);
-  EXPECT_EQ(GetCapturedStdout(), "");
-  CaptureStdout();
-  EXPECT_EQ(ddTypeSize(MTYPE_REC), 0);
-  EXPECT_EQ(ddTypeSize(MTYPE_XFORM), 0);
-  EXPECT_EQ(ddTypeSize(-1), 0);
-  EXPECT_EQ(ddTypeSize(17), 0);
+  for (const auto &[type, size] : cases) EXPECT_EQ(ddTypeSize(type), size) << type;
   EXPECT_EQ(GetCapturedStdout(), "WARNING: elemtype 14 not supported!\n"
                                  "WARNING: elemtype 16 not supported!\n"
                                  "WARNING: elemtype -1 not supported!\n"
@@ -48,21 +33,11 @@ TEST(TagTypes, DefaultLengthsAndTheWarningForRecordKinds) {
 }
 
 TEST(FormatLevels, KeywordsDigitsAndTheUnknownLevel) {
+  const struct { const char *name; int level; } cases[] = {
+      {"IFACELVL", 3}, {"IDEFAULT", 0}, {"IXREF", 37}, {"ILPSYSTEM", 25}, {"3", 3},        {"007", 7},
+      {"3D", 3},       {"IUNKNOWN", 225}, {"-1", 225}, {"", 225},         {"level", 225}, {"ifacelvl", 225}};
   CaptureStdout();
-  EXPECT_EQ(ddLevelFromName("IFACELVL"), 3);
-  EXPECT_EQ(ddLevelFromName("IDEFAULT"), 0);
-  EXPECT_EQ(ddLevelFromName("IXREF"), 37);
-  EXPECT_EQ(ddLevelFromName("ILPSYSTEM"), 25);
-  EXPECT_EQ(ddLevelFromName("3"), 3);
-  EXPECT_EQ(ddLevelFromName("007"), 7);
-  EXPECT_EQ(ddLevelFromName("3D"), 3);
-  EXPECT_EQ(ddLevelFromName("IUNKNOWN"), 225);
-  EXPECT_EQ(GetCapturedStdout(), "");
-  CaptureStdout();
-  EXPECT_EQ(ddLevelFromName("-1"), 225);
-  EXPECT_EQ(ddLevelFromName(""), 225);
-  EXPECT_EQ(ddLevelFromName("level"), 225);
-  EXPECT_EQ(ddLevelFromName("ifacelvl"), 225);
+  for (const auto &c : cases) EXPECT_EQ(ddLevelFromName(c.name), c.level) << c.name;
   EXPECT_EQ(GetCapturedStdout(), "ERROR: Invalid IFMT Level: \"-1\"\n"
                                  "ERROR: Invalid IFMT Level: \"\"\n"
                                  "ERROR: Invalid IFMT Level: \"level\"\n"

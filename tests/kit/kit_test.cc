@@ -14,6 +14,7 @@
 #include <cstdlib>
 #include <memory>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include <unistd.h>
@@ -129,24 +130,14 @@ TEST(KitModel, ReadsASiteBuiltCallByCallResolvingNamesInItsOwnSite) {
   const kitDef &c = m->records[0];
   ASSERT_EQ(c.fieldCount, 3);
   EXPECT_EQ(c.length, 1 + 8 + 4);
-  struct Want {
-    const char *name;
-    int code, kind, bitPos, offset, size, tagType, nested;
-  } want[] = {{"lit", flag, DD_KIND_DC, 3, 0, 1, MTYPE_FLAG, -1},
-              {"wheel", wheel, DD_KIND_STRUCTURE, 0, 1, 8, MTYPE_REC, 1},
-              {"car", car, DD_KIND_POINTER, 0, 9, 4, MTYPE_NULL, -1}};
+  using Field = std::tuple<std::string, int, int, int, int, int, int, int, int, int>;
+  const Field want[] = {{"lit", flag, site, DD_KIND_DC, 3, 0, 1, MTYPE_FLAG, -1, KIT_FIELD_OK},
+                        {"wheel", wheel, site, DD_KIND_STRUCTURE, 0, 1, 8, MTYPE_REC, 1, KIT_FIELD_OK},
+                        {"car", car, site, DD_KIND_POINTER, 0, 9, 4, MTYPE_NULL, -1, KIT_FIELD_OK}};
   for (int i = 0; i < 3; i++) {
     const kitField &f = c.fields[i];
-    EXPECT_STREQ(f.name, want[i].name);
-    EXPECT_EQ(f.code, want[i].code);
-    EXPECT_EQ(f.site, site);
-    EXPECT_EQ(f.kind, want[i].kind) << i;
-    EXPECT_EQ(f.bitPos, want[i].bitPos) << i;
-    EXPECT_EQ(f.offset, want[i].offset) << i;
-    EXPECT_EQ(f.size, want[i].size) << i;
-    EXPECT_EQ(f.tagType, want[i].tagType) << i;
-    EXPECT_EQ(f.nested, want[i].nested) << i;
-    EXPECT_EQ(f.problem, KIT_FIELD_OK) << i;
+    EXPECT_EQ(Field(f.name ? f.name : "~", f.code, f.site, f.kind, f.bitPos, f.offset, f.size, f.tagType, f.nested, f.problem),
+              want[i]);
   }
   ASSERT_EQ(c.parentCount, 2);
   EXPECT_STREQ(c.parents[0].name, "wheel");
