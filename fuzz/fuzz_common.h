@@ -1,15 +1,11 @@
 /*
-** What the fuzz targets share: the input as a schema file, runners that
-** give each input a fresh store (the store keeps every site until exit,
+** What the fuzz targets share: the input as a schema file, a runner that
+** gives each input a fresh store (the store keeps every site until exit,
 ** and the site table holds 10), and the checks of the store's invariants.
 */
 #ifndef RKDD_FUZZ_COMMON_H
 #define RKDD_FUZZ_COMMON_H
 
-#include <signal.h>
-#include <sys/mman.h>
-#include <sys/prctl.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdint>
@@ -65,59 +61,6 @@ void fuzzFreshStore();
 template <typename Body> void fuzzFresh(Body body) {
   body();
   fuzzFreshStore();
-}
-
-/* ---------------------------------------------------------------------------
-** A fresh process per input. The child zeroes the coverage counters of the
-** executable, runs the input, and hands its counters back through shared
-** memory; the parent adds them to its own, so that the fuzzer sees what the
-** child reached. A child that dies, fails a check or runs past the time
-** limit fails the parent, which then saves the input.
-*/
-
-/* The executable's coverage counters and their number (counters.cc). */
-extern "C" uint8_t *fuzzCounters(size_t *size);
-
-constexpr unsigned kChildSeconds = 20;
-
-template <typename Body> void fuzzInChild(Body body) {
-  size_t n = 0;
-  uint8_t *counters = fuzzCounters(&n);
-  static uint8_t *shared = nullptr;
-  if (shared == nullptr && n > 0) {
-    void *block = mmap(nullptr, n, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-    FUZZ_CHECK(block != MAP_FAILED);
-    shared = static_cast<uint8_t *>(block);
-  }
-  if (n > 0) std::memset(shared, 0, n);
-  std::fflush(nullptr);
-  pid_t pid = fork();
-  FUZZ_CHECK(pid >= 0);
-  if (pid == 0) {
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
-    signal(SIGALRM, SIG_DFL);
-    alarm(kChildSeconds);
-    if (n > 0) std::memset(counters, 0, n);
-    body();
-    if (n > 0) std::memcpy(shared, counters, n);
-    std::fflush(nullptr);
-    _exit(0);
-  }
-  int status = 0;
-  while (waitpid(pid, &status, 0) < 0) FUZZ_CHECK(errno == EINTR);
-  for (size_t i = 0; i < n; i++) {
-    unsigned sum = counters[i] + shared[i];
-    counters[i] = static_cast<uint8_t>(sum > 255 ? 255 : sum);
-  }
-  if (WIFEXITED(status) && WEXITSTATUS(status) == 0) return;
-  if (WIFSIGNALED(status) && WTERMSIG(status) == SIGALRM)
-    std::fprintf(stderr, "fuzz child ran longer than %u seconds: a hang\n", kChildSeconds);
-  else if (WIFSIGNALED(status))
-    std::fprintf(stderr, "fuzz child died of signal %d\n", WTERMSIG(status));
-  else
-    std::fprintf(stderr, "fuzz child exited with status %d\n", WEXITSTATUS(status));
-  std::fflush(stderr);
-  __builtin_trap();
 }
 
 /* ---------------------------------------------------------------------------

@@ -1,5 +1,5 @@
 /*
-** The export round trip on arbitrary bytes, each input in a fresh process:
+** The export round trip on arbitrary bytes, each input on a fresh store:
 ** the input is imported, its site exported as schema text, the text
 ** imported as a second site, and the two sites' models compared. Nothing
 ** may crash or hang; when the first import printed no ERROR, the export
@@ -51,7 +51,7 @@ std::string exportText(const kitModel *model, int *lost) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   const char *path = fuzzWriteInput(data, size);
   bool nul = std::memchr(data, 0, size) != nullptr;
-  fuzzInChild([path, nul] {
+  fuzzFresh([path, nul] {
     int first = -1, result = 0;
     std::string said = importQuietly(path, &first, &result);
     if (ddSiteCount() == 0) return; /* the read failed: no site */
