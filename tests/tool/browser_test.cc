@@ -11,7 +11,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cmath>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
@@ -19,6 +18,7 @@
 #include <fstream>
 #include <poll.h>
 #include <sys/wait.h>
+#include <tuple>
 #include <unistd.h>
 
 using nlohmann::json;
@@ -35,18 +35,12 @@ public:
     if (pipe(in) != 0 || pipe(out) != 0) return;
     pid_ = fork();
     if (pid_ == 0) {
-      /* Lifted clear of 3 and 4 first: the pipes themselves may sit there. */
+      /* Lifted clear of 3 and 4 first, and the log put in place before them: the pipes
+      ** and the log may sit there. */
       int readEnd = fcntl(in[0], F_DUPFD, 10), writeEnd = fcntl(out[1], F_DUPFD, 10);
       for (int fd : {in[0], in[1], out[0], out[1]}) close(fd);
-      dup2(readEnd, 3);
-      dup2(writeEnd, 4);
-      close(readEnd);
-      close(writeEnd);
       int log = ::open((profile + ".log").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-      if (log >= 0) {
-        dup2(log, 1);
-        dup2(log, 2);
-      }
+      for (auto [from, to] : {std::pair{log, 1}, {log, 2}, {readEnd, 3}, {writeEnd, 4}}) dup2(from, to);
       std::string dataDir = "--user-data-dir=" + profile;
       execl(RKDD_CHROMIUM, RKDD_CHROMIUM, "--headless", "--no-sandbox", "--disable-gpu",
             "--disable-quic", "--no-first-run", "--disable-background-networking",
@@ -56,11 +50,9 @@ public:
     }
     close(in[0]);
     close(out[1]);
-    to_ = in[1];
-    from_ = out[0];
+    std::tie(to_, from_) = std::pair{in[1], out[0]};
     signal(SIGPIPE, SIG_IGN); /* a browser that died is told by the answers missing */
     std::string id = text(send("Target.createTarget", {{"url", "about:blank"}}, false), "/result/targetId");
-    if (id.empty()) return;
     session_ = text(send("Target.attachToTarget", {{"targetId", id}, {"flatten", true}}, false),
                     "/result/sessionId");
     if (session_.empty()) return;
@@ -72,8 +64,6 @@ public:
   ~Browser() {
     if (pid_ <= 0) return;
     send("Browser.close", json::object(), false);
-    close(to_);
-    close(from_);
     for (int i = 0; i < 100 && waitpid(pid_, nullptr, WNOHANG) == 0; i++) usleep(50000);
     if (waitpid(pid_, nullptr, WNOHANG) == 0) {
       kill(pid_, SIGKILL);
@@ -98,10 +88,8 @@ public:
     loaded_ = false;
     call("Page.navigate", {{"url", url}});
     auto until = std::chrono::steady_clock::now() + std::chrono::milliseconds(kWaitMs);
-    while (!loaded_ && std::chrono::steady_clock::now() < until) {
-      json msg;
+    for (json msg; !loaded_ && std::chrono::steady_clock::now() < until;)
       if (!receive(&msg)) return false;
-    }
     return loaded_;
   }
 
@@ -121,40 +109,29 @@ private:
   json send(const std::string &method, const json &params, bool onPage) {
     json msg = {{"id", ++next_}, {"method", method}, {"params", params}};
     if (onPage) msg["sessionId"] = session_;
-    std::string text = msg.dump();
-    text.push_back('\0');
-    for (size_t done = 0; done < text.size();) {
-      ssize_t n = write(to_, text.data() + done, text.size() - done);
-      if (n <= 0) return json();
-      done += static_cast<size_t>(n);
-    }
-    int id = next_;
+    std::string text = msg.dump() + '\0'; /* a blocking write to a pipe writes it all */
     json reply;
-    while (receive(&reply))
-      if (reply.value("id", -1) == id) return reply;
+    if (write(to_, text.data(), text.size()) == static_cast<ssize_t>(text.size()))
+      while (receive(&reply))
+        if (reply.value("id", -1) == next_) return reply;
     ADD_FAILURE() << "no answer to " << method;
     return json();
   }
 
-  /* The next message; events are noted on the way. False on time-out or EOF. */
+  /* The next message; events are noted on the way. False on a silence of kWaitMs or EOF. */
   bool receive(json *msg) {
-    auto until = std::chrono::steady_clock::now() + std::chrono::milliseconds(kWaitMs);
-    for (;;) {
-      if (size_t end = buffer_.find('\0'); end != std::string::npos) {
-        *msg = json::parse(buffer_.substr(0, end), nullptr, false);
-        buffer_.erase(0, end + 1);
-        note(*msg);
-        return true;
-      }
-      auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
-        until - std::chrono::steady_clock::now()).count();
+    size_t end;
+    while ((end = buffer_.find('\0')) == std::string::npos) {
       pollfd p{from_, POLLIN, 0};
-      if (left <= 0 || poll(&p, 1, static_cast<int>(left)) <= 0) return false;
       char chunk[65536];
-      ssize_t n = read(from_, chunk, sizeof chunk);
+      ssize_t n = poll(&p, 1, kWaitMs) > 0 ? read(from_, chunk, sizeof chunk) : 0;
       if (n <= 0) return false;
       buffer_.append(chunk, static_cast<size_t>(n));
     }
+    *msg = json::parse(buffer_.substr(0, end), nullptr, false);
+    buffer_.erase(0, end + 1);
+    note(*msg);
+    return true;
   }
 
   void note(const json &msg) {
@@ -173,24 +150,6 @@ private:
   std::string session_, buffer_;
   bool loaded_ = false;
 };
-
-std::string decodeBase64(const std::string &text) {
-  std::string out;
-  unsigned value = 0;
-  int bits = 0;
-  for (char c : text) {
-    const char *digits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-    const char *at = std::strchr(digits, c);
-    if (c == '=' || at == nullptr || c == '\0') continue;
-    value = (value << 6) | static_cast<unsigned>(at - digits);
-    bits += 6;
-    if (bits >= 8) {
-      bits -= 8;
-      out.push_back(static_cast<char>((value >> bits) & 0xff));
-    }
-  }
-  return out;
-}
 
 /* The pages of the example schema, made once per test, and its model. */
 class Pages : public ::testing::Test {
@@ -239,18 +198,13 @@ TEST_F(Pages, IndexListsEveryDefinitionAndFiltersAsOneTypes) {
                         ".map(r => r.cells[0].textContent)";
   json names = browser_->eval(visible);
   std::vector<std::string> expected, hits;
-  auto holds = [](const char *text, const std::string &what) {
-    std::string t = text ? text : "";
-    std::transform(t.begin(), t.end(), t.begin(), ::tolower);
-    return t.find(what) != std::string::npos;
-  };
-  for (const kitDef *defs : {model_->records, model_->data}) {
-    int count = defs == model_->records ? model_->recordCount : model_->dataCount;
-    for (int i = 0; i < count; i++) {
-      expected.push_back(defs[i].name);
-      if (holds(defs[i].name, "lpco") || holds(defs[i].label, "lpco")) hits.push_back(defs[i].name);
+  auto lpco = [](const char *text) { return text && strcasestr(text, "lpco") != nullptr; };
+  for (auto [defs, count] :
+       {std::pair{model_->records, model_->recordCount}, {model_->data, model_->dataCount}})
+    for (const kitDef *d = defs; d < defs + count; d++) {
+      expected.push_back(d->name);
+      if (lpco(d->name) || lpco(d->label)) hits.push_back(d->name);
     }
-  }
   EXPECT_EQ(names.get<std::vector<std::string>>(), expected);
   ASSERT_FALSE(hits.empty());
 
@@ -304,38 +258,36 @@ TEST_F(Pages, EveryRecordDrawsEachFieldAtTheLibrarysOffset) {
 
 TEST_F(Pages, FocusedBoxTellsItsFieldAndScreenshotIsWritten) {
   ASSERT_TRUE(browser_->open(url("r259.html")));
-  browser_->eval("window.rkddReady");
   const kitDef *light = kitFindName(model_, "LpLight");
   ASSERT_NE(light, nullptr);
-  for (int i : {0, 4, 7}) { /* text, a flag at bit 1, a pointer */
-    const kitField &f = light->fields[i];
-    std::string text = browser_->eval("document.querySelectorAll('svg.layout > g.f')[" +
-                                      std::to_string(i) + "].focus(); "
-                                      "document.getElementById('info').textContent");
+  /* Text, a flag at bit 1, a pointer: each box's info line, then the clip around the picture. */
+  json page = browser_->eval(
+    "window.rkddReady.then(() => ({infos: [0, 4, 7].map(i => { document.querySelectorAll("
+    "'svg.layout > g.f')[i].focus(); return document.getElementById('info').textContent; }), "
+    "clip: (() => { const a = document.querySelector('.legend').getBoundingClientRect(), "
+    "b = document.getElementById('info').getBoundingClientRect(), p = document.querySelector("
+    "'.pic').getBoundingClientRect(); return {x: p.left - 8, y: a.top - 8 + scrollY, "
+    "width: p.width + 16, height: b.bottom - a.top + 16, scale: 1}; })()}))");
+  const std::pair<int, const char *> want[] = {{0, ""}, {4, "bit 1"}, {7, "pointer"}};
+  for (size_t k = 0; k < 3; k++) {
+    const kitField &f = light->fields[want[k].first];
+    std::string text = page["infos"][k];
     EXPECT_EQ(text.rfind(std::string(f.name) + ": ", 0), 0u) << text;
-    EXPECT_NE(text.find("offset " + std::to_string(f.offset) + ", " + std::to_string(f.size) + " byte"),
-              std::string::npos) << text;
-    if (i == 4) {
-      EXPECT_NE(text.find("bit 1"), std::string::npos) << text;
-    }
-    if (i == 7) {
-      EXPECT_NE(text.find("pointer"), std::string::npos) << text;
-    }
+    for (std::string part : {"offset " + std::to_string(f.offset) + ", " + std::to_string(f.size) + " byte",
+                             std::string(want[k].second)})
+      EXPECT_NE(text.find(part), std::string::npos) << text;
   }
   EXPECT_EQ(browser_->errors, std::vector<std::string>{});
 
-  json rect = browser_->eval("(() => { const a = document.querySelector('.legend').getBoundingClientRect(), "
-                             "b = document.getElementById('info').getBoundingClientRect(), "
-                             "p = document.querySelector('.pic').getBoundingClientRect(); "
-                             "return {x: p.left - 8, y: a.top - 8 + scrollY, w: p.width + 16, "
-                             "h: b.bottom - a.top + 16}; })()");
   json shot = browser_->call("Page.captureScreenshot",
-                             {{"format", "png"}, {"captureBeyondViewport", true},
-                              {"clip", {{"x", rect["x"]}, {"y", rect["y"]}, {"width", rect["w"]},
-                                        {"height", rect["h"]}, {"scale", 1}}}});
-  std::string png = decodeBase64(Browser::text(shot, "/result/data"));
-  ASSERT_EQ(png.substr(0, 8), std::string("\x89PNG\r\n\x1a\n", 8));
-  std::ofstream(RKDD_SCREENSHOT, std::ios::binary) << png;
+                             {{"format", "png"}, {"captureBeyondViewport", true}, {"clip", page["clip"]}});
+  std::ofstream(dir_ + "/shot.b64") << Browser::text(shot, "/result/data");
+  std::string decode = "base64 -d '" + dir_ + "/shot.b64' >'" RKDD_SCREENSHOT "'";
+  ASSERT_EQ(std::system(decode.c_str()), 0);
+  std::ifstream png(RKDD_SCREENSHOT, std::ios::binary);
+  std::string magic(8, '\0');
+  png.read(magic.data(), 8);
+  EXPECT_EQ(magic, std::string("\x89PNG\r\n\x1a\n", 8));
 }
 
 } // namespace

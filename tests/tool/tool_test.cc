@@ -50,6 +50,15 @@ std::vector<std::string> lines(const std::string &text) {
   return all;
 }
 
+/* Runs the tool and checks its status and that out and err hold the given texts; a null
+** out must be empty. */
+void expectRun(const std::string &args, int status, const char *out, const std::string &err = "") {
+  Result r = rkdd(args);
+  EXPECT_EQ(r.status, status) << args;
+  EXPECT_TRUE(out ? r.out.find(out) != std::string::npos : r.out.empty()) << args << "\n" << r.out;
+  EXPECT_NE(r.err.find(err), std::string::npos) << args << "\n" << r.err;
+}
+
 const std::string kScene = "examples/scene.schema";
 const std::string kOdd = "tests/tool/testdata/odd.schema";
 const std::string kTestdata = RKDD_SOURCE_DIR "/tests/tool/testdata/";
@@ -81,15 +90,9 @@ TEST(Tool, LayoutDrawsOneRecord) {
   EXPECT_EQ(r.out, slurp(kTestdata + "scene.layout.txt"));
   EXPECT_EQ(rkdd("layout " + kScene + " 259").out, r.out);
 
-  Result odd = rkdd("layout " + kOdd + " Holder");
-  EXPECT_EQ(odd.status, 0);
-  EXPECT_NE(odd.out.find("struct Loop Loop;"), std::string::npos);
-  EXPECT_NE(odd.out.find("contains itself"), std::string::npos);
-
-  Result missing = rkdd("layout " + kScene + " NoSuchRecord");
-  EXPECT_EQ(missing.status, 1);
-  EXPECT_EQ(missing.out, "");
-  EXPECT_NE(missing.err.find("has no record NoSuchRecord"), std::string::npos);
+  for (const char *part : {"struct Loop Loop;", "contains itself"})
+    expectRun("layout " + kOdd + " Holder", 0, part);
+  expectRun("layout " + kScene + " NoSuchRecord", 1, nullptr, "has no record NoSuchRecord");
 }
 
 TEST(Tool, CheckEndsOnEndlessInput) {
@@ -137,9 +140,7 @@ TEST(Tool, StandardInputIsReadOnceAndQuietKeepsOnlyErrors) {
   EXPECT_EQ(file["records"].size(), 6u);
   EXPECT_NE(piped.err.find("<stdin>: WARNING"), std::string::npos);
 
-  Result twice = rkdd("show - - < " + kScene);
-  EXPECT_EQ(twice.status, 2);
-  EXPECT_NE(twice.err.find("standard input (-) may be named only once"), std::string::npos);
+  expectRun("show - - < " + kScene, 2, "", "standard input (-) may be named only once");
 }
 
 TEST(Tool, HeaderWritesAssertedStructsAndCommentsTheRest) {
@@ -147,15 +148,12 @@ TEST(Tool, HeaderWritesAssertedStructsAndCommentsTheRest) {
   EXPECT_EQ(scene.status, 0);
   EXPECT_EQ(scene.out, slurp(kTestdata + "scene.header.txt"));
 
-  Result odd = rkdd("header " + kOdd);
-  EXPECT_EQ(odd.status, 0);
-  EXPECT_NE(odd.out.find("/* Loop at offset 4, size 0: contains itself"), std::string::npos);
-  EXPECT_NE(odd.out.find("/* ? at offset 0, size 0: names no definition */"), std::string::npos);
-  EXPECT_NE(odd.out.find("double int_;"), std::string::npos);
-  EXPECT_NE(odd.out.find("uint8_t Short[4]; /* Short in line, held as bytes */"),
-            std::string::npos);
-  EXPECT_EQ(odd.out.find("sizeof(struct Short)"), std::string::npos);
-  EXPECT_NE(odd.out.find("sizeof(struct Holder) == 26"), std::string::npos);
+  for (const char *part : {"/* Loop at offset 4, size 0: contains itself",
+                           "/* ? at offset 0, size 0: names no definition */", "double int_;",
+                           "uint8_t Short[4]; /* Short in line, held as bytes */",
+                           "sizeof(struct Holder) == 26"})
+    expectRun("header " + kOdd, 0, part);
+  EXPECT_EQ(rkdd("header " + kOdd).out.find("sizeof(struct Short)"), std::string::npos);
 }
 
 TEST(Tool, DiffSaysWhatBreaksAndExitsByIt) {
@@ -191,12 +189,9 @@ TEST(Tool, DiffSaysWhatBreaksAndExitsByIt) {
   EXPECT_EQ(broken.status, 2);
   EXPECT_EQ(broken.out, "");
   EXPECT_NE(broken.err.find(bad + ": import failed"), std::string::npos);
-  EXPECT_EQ(rkdd("diff " + v1 + " no/such.schema").status, 2);
-  EXPECT_EQ(rkdd("diff " + v1).status, 2);
-  EXPECT_EQ(rkdd("diff - - <" + v1).status, 2);
-  Result help = rkdd("diff --help");
-  EXPECT_EQ(help.status, 0);
-  EXPECT_NE(help.out.find("--breaking"), std::string::npos);
+  for (const std::string &args : {"diff " + v1 + " no/such.schema", "diff " + v1, "diff - - <" + v1})
+    expectRun(args, 2, nullptr);
+  expectRun("diff --help", 0, "--breaking");
 }
 
 /* The exported text is a fixed point of export, and shows as the same site. */
@@ -215,35 +210,21 @@ TEST(Tool, ExportWritesTextThatExportsToItselfAndShowsTheSame) {
   for (const char *part : {"records", "data"})
     EXPECT_EQ(original["files"][0][part], exported["files"][0][part]) << part;
 
-  Result odd = rkdd("export " + kOdd); /* a field that names nothing cannot be written */
-  EXPECT_EQ(odd.status, 1);
-  EXPECT_NE(odd.out.find("// field 1: code 0 left out"), std::string::npos);
-  EXPECT_NE(odd.err.find("kit: record Holder: field 1 (code 0)"), std::string::npos);
+  /* A field that names nothing cannot be written. */
+  expectRun("export " + kOdd, 1, "// field 1: code 0 left out", "kit: record Holder: field 1 (code 0)");
 }
 
 TEST(Tool, UsageErrorsAndUnopenableFilesExitWithTwo) {
-  EXPECT_EQ(rkdd("").status, 2);
-  EXPECT_EQ(rkdd("frobnicate " + kScene).status, 2);
-  EXPECT_EQ(rkdd("layout " + kScene).status, 2);
-  EXPECT_EQ(rkdd("show --colour " + kScene).status, 2);
-
-  Result absent = rkdd("show " + kScene + " no/such.schema");
-  EXPECT_EQ(absent.status, 2);
-  EXPECT_EQ(absent.out, ""); /* nothing is shown when any file does not open */
-  EXPECT_NE(absent.err.find("cannot open no/such.schema"), std::string::npos);
-  EXPECT_EQ(rkdd("check examples").status, 2);
-  EXPECT_EQ(rkdd("header " + kScene + " -o /nonexistent/dir/x.h").status, 2);
-
+  /* Nothing is shown when any file does not open; doc needs -o. */
+  const std::string usage[] = {"", "frobnicate " + kScene, "layout " + kScene, "show --colour " + kScene,
+                               "check examples", "header " + kScene + " -o /nonexistent/dir/x.h",
+                               "export " + kScene + " -o /nonexistent/dir/x.schema", "export no/such.schema",
+                               "doc " + kScene, "doc " + kScene + " -o " + kScene + "/pages"};
+  for (const std::string &args : usage)
+    expectRun(args, 2, nullptr);
+  expectRun("show " + kScene + " no/such.schema", 2, nullptr, "cannot open no/such.schema");
   Result version = rkdd("--version");
-  EXPECT_EQ(version.status, 0);
-  EXPECT_EQ(version.out.rfind("rkdd ", 0), 0u);
-  EXPECT_EQ(rkdd("export " + kScene + " -o /nonexistent/dir/x.schema").status, 2);
-  EXPECT_EQ(rkdd("export no/such.schema").status, 2);
-  EXPECT_EQ(rkdd("doc " + kScene).status, 2); /* no -o */
-  EXPECT_EQ(rkdd("doc " + kScene + " -o " + kScene + "/pages").status, 2);
-  for (const char *command : {"show", "layout", "check", "header", "export", "doc"}) {
-    Result help = rkdd(std::string(command) + " --help");
-    EXPECT_EQ(help.status, 0) << command;
-    EXPECT_NE(help.out.find("FILE"), std::string::npos) << command;
-  }
+  EXPECT_EQ(std::to_string(version.status) + version.out.substr(0, 5), "0rkdd ");
+  for (const char *command : {"show", "layout", "check", "header", "export", "doc"})
+    expectRun(std::string(command) + " --help", 0, "FILE");
 }
