@@ -41,7 +41,12 @@ void onSmallStack(size_t stackKiB, std::function<void()> body) {
   pthread_attr_destroy(&attr);
 }
 
-std::string path = testing::TempDir() + "rkdd_limits_" + std::to_string(getpid());
+/* One file per process, removed when the process ends. */
+struct TempFile {
+  std::string name = testing::TempDir() + "rkdd_limits_" + std::to_string(getpid());
+  ~TempFile() { std::remove(name.c_str()); }
+} tempFile;
+const std::string &path = tempFile.name;
 
 /* Structures nested depth deep: each holds the record of the one before and
 ** a data item of 2 bytes, the innermost holds a data item of 4; the outermost record

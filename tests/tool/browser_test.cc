@@ -169,7 +169,7 @@ protected:
   void TearDown() override {
     browser_.reset();
     kitModelFree(model_);
-    std::system(("rm -rf '" + dir_ + "' '" + dir_ + "-profile'").c_str());
+    std::system(("rm -rf '" + dir_ + "' '" + dir_ + "-profile' '" + dir_ + "-profile.log'").c_str());
   }
   std::string url(const std::string &page) const { return "file://" + dir_ + "/" + page; }
 
