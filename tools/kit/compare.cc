@@ -6,6 +6,7 @@
 #include <rkdd/kit.h>
 
 #include "arena.h"
+#include "change.h"
 #include "keywords.h"
 
 #include <algorithm>
@@ -17,11 +18,7 @@
 
 namespace {
 
-struct Change {
-  int attr;
-  int defKind;
-  std::string def, field, oldText, newText;
-};
+using kit::Change;
 
 constexpr const char *kAttrNames[KIT_ATTR_COUNT] = {
   "added", "removed", "fieldAdded", "fieldRemoved", "code", "tagType", "length",
@@ -222,22 +219,11 @@ kitChanges *kitCompare(const kitModel *oldModel, const kitModel *newModel) {
     Differ differ;
     differ.models(*oldModel, *newModel);
     std::vector<Change> &all = differ.changes;
-    std::stable_sort(all.begin(), all.end(), [](const Change &x, const Change &y) {
-      return std::tie(x.def, x.defKind, x.field, x.attr) <
-             std::tie(y.def, y.defKind, y.field, y.attr);
-    });
+    kit::sortChanges(all);
     kitChanges *list = arena->make<kitChanges>(1);
     list->internal = arena;
     list->changes = arena->make<kitChange>(all.size());
-    for (const Change &c : all) {
-      kitChange &k = list->changes[list->count++];
-      k.attr = c.attr;
-      k.defKind = c.defKind;
-      k.def = arena->copy(c.def);
-      k.field = arena->copy(c.field);
-      k.oldText = arena->copy(c.oldText);
-      k.newText = arena->copy(c.newText);
-    }
+    for (const Change &c : all) kit::storeChange(*arena, list->changes[list->count++], c);
     return list;
   } catch (const std::bad_alloc &) {
     delete arena;

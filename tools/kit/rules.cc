@@ -6,6 +6,7 @@
 #include <rkdd/kit.h>
 
 #include "arena.h"
+#include "change.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -136,11 +137,7 @@ struct Side {
   }
 };
 
-struct Ruled {
-  int attr, defKind;
-  std::string def, field, oldText, newText;
-  int cls;
-};
+using Ruled = kit::Change;
 
 class Judge {
 public:
@@ -245,22 +242,13 @@ kitDiff *kitDiffModels(const kitModel *oldModel, const kitModel *newModel) {
     }
     kitChangesFree(base);
     base = nullptr;
-    std::stable_sort(all.begin(), all.end(), [](const Ruled &x, const Ruled &y) {
-      return std::tie(x.def, x.defKind, x.field, x.attr) <
-             std::tie(y.def, y.defKind, y.field, y.attr);
-    });
+    kit::sortChanges(all);
     kitDiff *diff = arena->make<kitDiff>(1);
     diff->internal = arena;
     diff->changes = arena->make<kitChange>(all.size());
     diff->classes = arena->make<int32_t>(all.size());
     for (const Ruled &r : all) {
-      kitChange &k = diff->changes[diff->count];
-      k.attr = r.attr;
-      k.defKind = r.defKind;
-      k.def = arena->copy(r.def);
-      k.field = arena->copy(r.field);
-      k.oldText = arena->copy(r.oldText);
-      k.newText = arena->copy(r.newText);
+      kit::storeChange(*arena, diff->changes[diff->count], r);
       diff->classes[diff->count++] = r.cls;
       if (r.cls == KIT_BREAKING) diff->breakingCount++;
     }
