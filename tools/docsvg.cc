@@ -54,9 +54,8 @@ void appendTitle(std::string &out, const kitField &f) {
   if ((f.holdsData && isBitType(f.tagType) && f.kind != DD_KIND_POINTER) || f.bitPos != 0)
     text += ", bit " + std::to_string(f.bitPos);
   if (f.kind == DD_KIND_POINTER) text += ", pointer";
-  static const char *const problems[] = {"", "names no definition", "contains itself, takes no room",
-                                         "length unknown", "kind has no size"};
-  if (f.problem > 0 && f.problem < 5) text += std::string(", ") + problems[f.problem];
+  if (const char *problem = kitFieldProblemText(f.problem); *problem != '\0')
+    text += std::string(", ") + problem;
   appendEscaped(out, text.c_str());
   out += "</title>";
 }

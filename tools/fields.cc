@@ -1,6 +1,6 @@
 /*
-** A loaded site as the companion library's model gives it, and the words
-** the tool prints for a field: its type and what is wrong with its layout.
+** A loaded site as the companion library's model gives it, and the word
+** the tool prints for a field's type.
 */
 #include "tool.h"
 
@@ -22,14 +22,4 @@ std::string fieldType(const kitField &f) {
   std::string type = name ? name : "type " + std::to_string(f.tagType);
   if (f.arrayCount >= 2) type.append("[").append(std::to_string(f.arrayCount)).append("]");
   return type;
-}
-
-const char *problemText(int problem) {
-  switch (problem) {
-  case KIT_FIELD_UNRESOLVED: return "names no definition";
-  case KIT_FIELD_CYCLE: return "contains itself, takes no room";
-  case KIT_FIELD_NO_SIZE: return "length unknown";
-  case KIT_FIELD_BAD_KIND: return "kind has no size";
-  default: return "";
-  }
 }

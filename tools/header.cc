@@ -143,7 +143,7 @@ void HeaderWriter::record(int code) {
   for (const kitField &f : fields) {
     std::string name = identifier(nameOf(f.code), names);
     if (f.problem != KIT_FIELD_OK || f.size <= 0 || f.offset != cursor) {
-      std::string why = f.problem != KIT_FIELD_OK ? problemText(f.problem)
+      std::string why = f.problem != KIT_FIELD_OK ? kitFieldProblemText(f.problem)
                         : f.size == 0         ? "takes no bytes"
                         : f.size < 0          ? "length unknown"
                                               : "does not follow the field before it";

@@ -50,7 +50,7 @@ void expand(const kitModel &model, int record, long long base, int depth, std::v
   for (const kitField &f : recordFields(model, record)) {
     long long at = base + f.offset;
     std::string name = nameOf(f.code);
-    std::string extra = problemText(f.problem);
+    std::string extra = kitFieldProblemText(f.problem);
     if (f.kind == DD_KIND_POINTER) {
       std::string target = ddGetRSchema(f.code) ? "struct " + name : typeWord(f.code);
       if (ddGetSchema(f.code) == nullptr) target = "void";

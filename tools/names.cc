@@ -7,7 +7,6 @@
 
 #include <rkdd/rkdd.h>
 
-#include <cstdlib>
 
 const char *kindName(int kind) {
   switch (kind) {
@@ -28,10 +27,6 @@ std::string nameOf(int code) {
 
 /* The shortest text that reads back as the same float. */
 std::string fmtFloat(float value) {
-  char text[64];
-  for (int digits = 6; digits <= 9; digits++) {
-    std::snprintf(text, sizeof text, "%.*g", digits, static_cast<double>(value));
-    if (std::strtof(text, nullptr) == value) break;
-  }
-  return text;
+  char text[32];
+  return kitFloatText(value, text, sizeof text);
 }

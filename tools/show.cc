@@ -74,7 +74,7 @@ Json recordJson(const kitModel &model, int code) {
     field["code"] = f.code;
     field["name"] = nameOf(f.code);
     field["type"] = fieldType(f);
-    field["problem"] = f.problem == KIT_FIELD_OK ? Json(nullptr) : Json(problemText(f.problem));
+    field["problem"] = f.problem == KIT_FIELD_OK ? Json(nullptr) : Json(kitFieldProblemText(f.problem));
     fields.push_back(field);
   }
   j["fields"] = fields;

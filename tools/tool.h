@@ -47,7 +47,6 @@ using Model = std::unique_ptr<kitModel, decltype(&kitModelFree)>;
 Model readModel(int site);
 std::span<const kitField> recordFields(const kitModel &model, int record);
 std::string fieldType(const kitField &f);
-const char *problemText(int problem);
 
 /* One function per command; each gives the exit status. */
 int cmdShow(const std::vector<std::string> &files, bool json);

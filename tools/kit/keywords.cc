@@ -54,17 +54,31 @@ const char *kitLevelName(int level) {
   return nullptr;
 }
 
+const char *kitFieldProblemText(int problem) {
+  switch (problem) {
+  case KIT_FIELD_UNRESOLVED: return "names no definition";
+  case KIT_FIELD_CYCLE: return "contains itself, takes no room";
+  case KIT_FIELD_NO_SIZE: return "length unknown";
+  case KIT_FIELD_BAD_KIND: return "kind has no size";
+  default: return "";
+  }
+}
+
+const char *kitFloatText(float value, char *out, size_t size) {
+  for (int digits = 6; digits <= 9; digits++) {
+    std::snprintf(out, size, "%.*g", digits, static_cast<double>(value));
+    if (std::strtof(out, nullptr) == value) break;
+  }
+  return out;
+}
+
 } // extern "C"
 
 namespace kit {
 
 std::string formatFloat(float value) {
-  char text[64];
-  for (int digits = 6; digits <= 9; digits++) {
-    std::snprintf(text, sizeof text, "%.*g", digits, static_cast<double>(value));
-    if (std::strtof(text, nullptr) == value) break;
-  }
-  return text;
+  char text[32];
+  return kitFloatText(value, text, sizeof text);
 }
 
 } // namespace kit

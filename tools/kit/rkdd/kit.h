@@ -144,6 +144,14 @@ RKDDKIT_API const kitDef *kitFindName(const kitModel *model, const char *name);
 RKDDKIT_API const char *kitTagTypeName(int tagType);
 RKDDKIT_API const char *kitLevelName(int level);
 
+/* What is wrong with a field's layout (kitField.problem), in a few words;
+** "" for KIT_FIELD_OK and for a number that names no problem. */
+RKDDKIT_API const char *kitFieldProblemText(int problem);
+
+/* The shortest decimal text that reads back as the same float, written to
+** out (size bytes; 32 are always enough). Gives out. */
+RKDDKIT_API const char *kitFloatText(float value, char *out, size_t size);
+
 /* ---------------------------------------------------------------------------
 ** Writing schema text. Data items come first, then the records, each in code
 ** order, so that importing the text into a fresh site gives every definition
