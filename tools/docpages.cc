@@ -128,8 +128,7 @@ std::string lengthText(const kitDef &d) {
 
 std::string floatText(float v) {
   char text[32];
-  std::snprintf(text, sizeof text, "%g", static_cast<double>(v));
-  return text;
+  return kitFloatText(v, text, sizeof text);
 }
 
 void appendIndexRow(std::string &out, const std::vector<DocSite> &sites, const DocSite &s,

@@ -13,6 +13,23 @@ namespace {
 constexpr double kWidth = 960; /* pixels a record's bytes spread over at most */
 constexpr int kSmallNest = 64; /* in-line records open at once up to this many boxes */
 
+/* One attribute, blank first: name="value", the value in fixed point or whole. */
+void appendAttr(std::string &out, const char *name, double value) {
+  out += ' ';
+  out += name;
+  out += "=\"";
+  appendFixed(out, value);
+  out += '"';
+}
+
+void appendIntAttr(std::string &out, const char *name, long long value) {
+  out += ' ';
+  out += name;
+  out += "=\"";
+  appendNumber(out, value);
+  out += '"';
+}
+
 bool isBitType(int tagType) { return tagType == MTYPE_FLAG || tagType == MTYPE_ENUM; }
 
 std::string fieldName(const kitField &f) {
@@ -111,13 +128,11 @@ void appendBits(std::string &out, const kitField &f, double x, double scale) {
       appendFixed(out, y);
       out += "v9";
     }
-  out += "\"/><rect class=\"bit\" x=\"";
-  appendFixed(out, bx + (f.bitPos % 8) * cell);
-  out += "\" y=\"";
-  appendFixed(out, y);
-  out += "\" width=\"";
-  appendFixed(out, std::max(cell, 1.0));
-  out += "\" height=\"9\"/>";
+  out += "\"/><rect class=\"bit\"";
+  appendAttr(out, "x", bx + (f.bitPos % 8) * cell);
+  appendAttr(out, "y", y);
+  appendAttr(out, "width", std::max(cell, 1.0));
+  out += " height=\"9\"/>";
 }
 
 void appendBox(std::string &out, const kitModel &model, const kitField &f, double scale) {
@@ -128,27 +143,20 @@ void appendBox(std::string &out, const kitModel &model, const kitField &f, doubl
   out += boxClass(f);
   out += "\" tabindex=\"0\"";
   if (nests) {
-    out += " data-rec=\"";
-    appendNumber(out, f.code);
-    out += "\" data-off=\"";
-    appendNumber(out, f.offset);
-    out += "\" data-size=\"";
-    appendNumber(out, f.size);
-    out += "\" data-n=\"";
-    appendNumber(out, std::max(f.arrayCount, 1));
-    out += "\" aria-expanded=\"false\"";
+    appendIntAttr(out, "data-rec", f.code);
+    appendIntAttr(out, "data-off", f.offset);
+    appendIntAttr(out, "data-size", f.size);
+    appendIntAttr(out, "data-n", std::max(f.arrayCount, 1));
+    out += " aria-expanded=\"false\"";
   }
   out += '>';
   appendTitle(out, f);
-  out += "<rect class=\"box\" x=\"";
-  appendFixed(out, x);
-  out += "\" y=\"";
-  appendFixed(out, kDocTop);
-  out += "\" width=\"";
-  appendFixed(out, w);
-  out += "\" height=\"";
-  appendFixed(out, kDocBoxHeight);
-  out += "\" rx=\"2\"/>";
+  out += "<rect class=\"box\"";
+  appendAttr(out, "x", x);
+  appendAttr(out, "y", kDocTop);
+  appendAttr(out, "width", w);
+  appendAttr(out, "height", kDocBoxHeight);
+  out += " rx=\"2\"/>";
   int n = f.arrayCount;
   if (n >= 2 && f.kind != DD_KIND_POINTER && w / n >= 3) {
     out += "<path class=\"cells\" d=\"";
@@ -165,20 +173,18 @@ void appendBox(std::string &out, const kitModel &model, const kitField &f, doubl
     appendBits(out, f, x, scale);
   std::string label = fitLabel((f.kind == DD_KIND_POINTER ? "*" : "") + fieldName(f), w);
   if (!label.empty()) {
-    out += "<text x=\"";
-    appendFixed(out, x + 4);
-    out += "\" y=\"";
-    appendFixed(out, kDocTop + 15);
-    out += "\">";
+    out += "<text";
+    appendAttr(out, "x", x + 4);
+    appendAttr(out, "y", kDocTop + 15);
+    out += '>';
     appendEscaped(out, label.c_str());
     out += "</text>";
     std::string sub = std::to_string(f.size) + " B";
     if (static_cast<double>(sub.size()) * 6 + 6 <= w) {
-      out += "<text class=\"sub\" x=\"";
-      appendFixed(out, x + 4);
-      out += "\" y=\"";
-      appendFixed(out, kDocTop + 28);
-      out += "\">";
+      out += "<text class=\"sub\"";
+      appendAttr(out, "x", x + 4);
+      appendAttr(out, "y", kDocTop + 28);
+      out += '>';
       out += sub;
       out += "</text>";
     }
@@ -209,21 +215,15 @@ void appendLayoutSvg(std::string &out, const kitModel &model, const kitDef &def)
   double scale = docScale(total);
   double width = 2 * kDocLeft + static_cast<double>(total) * scale;
   double height = kDocTop + kDocBand * (nests ? 2 : 1);
-  out += "<svg class=\"layout\" xmlns=\"http://www.w3.org/2000/svg\" width=\"";
-  appendFixed(out, std::max(width, 120.0));
-  out += "\" height=\"";
-  appendFixed(out, height);
-  out += "\" data-site=\"";
-  appendNumber(out, model.site);
-  out += "\" data-scale=\"";
-  appendFixed(out, scale);
-  out += "\" data-left=\"";
-  appendFixed(out, kDocLeft);
-  out += "\" data-top=\"";
-  appendFixed(out, kDocTop);
-  out += "\" data-open=\"";
-  out += nests && nestedBoxes <= kSmallNest ? '1' : '0';
-  out += "\" role=\"group\" aria-label=\"Packed layout, ";
+  out += "<svg class=\"layout\" xmlns=\"http://www.w3.org/2000/svg\"";
+  appendAttr(out, "width", std::max(width, 120.0));
+  appendAttr(out, "height", height);
+  appendIntAttr(out, "data-site", model.site);
+  appendAttr(out, "data-scale", scale);
+  appendAttr(out, "data-left", kDocLeft);
+  appendAttr(out, "data-top", kDocTop);
+  appendIntAttr(out, "data-open", nests && nestedBoxes <= kSmallNest);
+  out += " role=\"group\" aria-label=\"Packed layout, ";
   appendNumber(out, total);
   out += " bytes\">";
   appendRuler(out, total, scale);
