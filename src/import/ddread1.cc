@@ -56,10 +56,22 @@ bool take(ddStream *s, int c) {
   return true;
 }
 
-/* Blank characters of the scanner, and the wider white space around words.
-** Objects rather than functions, so that a scan given one inlines it. */
-constexpr auto isBlank = [](int c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; };
-constexpr auto isWhite = [](int c) { return isBlank(c) || c == '\v' || c == '\f'; };
+/* Classes of characters, one table look-up each: the scanner's blanks, the
+** wider white space around words, and the characters of an option's key. */
+enum : uint8_t { kBlankChar = 1, kWhiteChar = 2, kKeyChar = 4 };
+constexpr std::array<uint8_t, 256> kCharClass = [] {
+  std::array<uint8_t, 256> cls{};
+  for (unsigned char c : std::string_view(" \t\n\r")) cls[c] |= kBlankChar | kWhiteChar;
+  for (unsigned char c : std::string_view("\v\f")) cls[c] |= kWhiteChar;
+  for (int c = 'A'; c <= 'Z'; c++) cls[c] |= kKeyChar;
+  for (int c = '0'; c <= '9'; c++) cls[c] |= kKeyChar;
+  return cls;
+}();
+bool hasClass(int c, uint8_t cls) { return (kCharClass[static_cast<unsigned char>(c)] & cls) != 0; }
+
+/* Objects rather than functions, so that a scan given one inlines it. */
+constexpr auto isBlank = [](int c) { return hasClass(c, kBlankChar); };
+constexpr auto isWhite = [](int c) { return hasClass(c, kWhiteChar); };
 
 /* Text gathered into a fixed buffer: what does not fit is dropped, and
 ** finish() reports it once. */
@@ -453,9 +465,7 @@ void ddFreeList(int *count, char **) { *count = 0; }
 void ddSplitOption(const char *item, char *key, char *value) {
   std::string_view text(item ? item : "");
   size_t keyLen = 0;
-  while (keyLen < text.size() && ((text[keyLen] >= 'A' && text[keyLen] <= 'Z') ||
-                                  (text[keyLen] >= '0' && text[keyLen] <= '9')))
-    keyLen++;
+  while (keyLen < text.size() && hasClass(text[keyLen], kKeyChar)) keyLen++;
   size_t gap = 0;
   while (keyLen + gap < text.size() && (text[keyLen + gap] == '=' || isBlank(text[keyLen + gap])))
     gap++;
@@ -467,8 +477,8 @@ void ddSplitOption(const char *item, char *key, char *value) {
     return;
   }
   Gather k{key, DD_OPTION_SIZE}, v{value, DD_OPTION_SIZE};
-  for (char c : text.substr(0, keyLen)) k.add(c);
-  for (char c : rest) v.add(c);
+  k.add(text.data(), text.data() + keyLen);
+  v.add(rest.data(), rest.data() + rest.size());
   k.finish();
   v.finish();
 }
