@@ -11,11 +11,11 @@
 
 #include <cstdio>
 #include <fstream>
+#include <iterator>
 #include <map>
 #include <memory>
 #include <ostream>
 #include <set>
-#include <iterator>
 #include <tuple>
 #include <string>
 #include <vector>
@@ -153,6 +153,7 @@ TEST_P(DiffRule, ClassifiesEveryChange) {
   const Rule &rule = GetParam();
   Model before = load(kBase), after = load(replaced(kBase, rule.from, rule.to));
   Diff d = diff(before, after);
+  ASSERT_NE(d, nullptr);
   EXPECT_EQ(lines(*d), rule.want);
   int breaking = 0;
   for (const std::string &l : rule.want) breaking += l.ends_with(" breaking");
