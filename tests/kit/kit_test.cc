@@ -177,7 +177,11 @@ TEST_P(KitRoundTripGenerated, BenchmarkSchema) {
 
 INSTANTIATE_TEST_SUITE_P(Sizes, KitRoundTripGenerated,
                          ::testing::Values(gen::Size{64, 32, 8}, gen::Size{512, 256, 24},
-                                           gen::Size{2048, 1792, 32}, gen::Size{2048, 1792, 255}));
+                                           gen::Size{2048, 1792, 32}, gen::Size{2048, 1792, 255}),
+                         [](const ::testing::TestParamInfo<gen::Size> &p) {
+                           return std::to_string(p.param.data) + "_" + std::to_string(p.param.records) +
+                                  "_" + std::to_string(p.param.members);
+                         });
 
 /* A compiled table states offsets and lengths itself: where they are not
 ** the packed layout's (here lengths of 0), no text can say them. */
