@@ -163,6 +163,19 @@ TEST_P(DiffRule, ClassifiesEveryChange) {
 INSTANTIATE_TEST_SUITE_P(Rules, DiffRule, ::testing::ValuesIn(kRules),
                          [](const auto &info) { return std::string(info.param.name); });
 
+/* A layout change reaches every record that holds the changed one in line,
+** however deep. */
+TEST(DiffRules, NestedLayoutClimbsEveryHolder) {
+  const std::string text = "dataDef A { rktype_fval };\nstruct InnerBody { A; };\nstruct MidBody { Inner; };\n"
+                           "struct OuterBody { Mid; };\nrecordDef Inner { rktype_rec, InnerBody };\n"
+                           "recordDef Mid { rktype_rec, MidBody };\nrecordDef Outer { rktype_bead, OuterBody };\n";
+  Diff d = diff(load(text), load(replaced(text, "rktype_fval", "rktype_ival")));
+  ASSERT_NE(d, nullptr);
+  EXPECT_EQ(lines(*d), (std::vector<std::string>{"A tagType breaking", "Inner.A fieldTagType breaking",
+                                                 "Mid.Inner nestedLayout breaking",
+                                                 "Outer.Mid nestedLayout breaking"}));
+}
+
 /* A change as a tuple, and the change the diff the other way round gives. */
 using Seen = std::tuple<std::string, int, std::string, int, std::string, std::string>;
 Seen seen(const kitChange &c) { return {c.def, c.defKind, c.field, c.attr, c.oldText, c.newText}; }
