@@ -2,22 +2,9 @@
 ** The site table and the code space: finding or making sites by id and
 ** description, the ten-site limit, and decoding codes to site and slot.
 */
-#include <gtest/gtest.h>
-
 #include <string>
-#include <vector>
 
-#include "rkdd/rkdd.h"
-#include "store/ddstore.h"
-
-namespace {
-using V = std::vector<int>;
-int newSite(const char *id, const char *desc) {
-  int n = -1;
-  EXPECT_NE(ddNewSite(id, desc, &n), nullptr);
-  return n;
-}
-} // namespace
+#include "store_fixture.h"
 
 TEST(Sites, NewSiteHasEmptyRangesAtItsOffset) {
   EXPECT_EQ(V({newSite("core", "the core"), newSite("ext", "an extension"), ddSiteCount()}), V({0, 1, 2}));
@@ -58,7 +45,8 @@ TEST(Sites, MatchingByIdAndDescription) {
   /* A desc never matches an empty one, but the empty text does. */
   EXPECT_EQ(V({newSite("bare", "given"), newSite("bare", "")}), V({bare + 1, bare}));
   int n1 = newSite(nullptr, "same");
-  EXPECT_EQ(newSite(nullptr, "same"), n1 + 1); /* no id: no search */  EXPECT_EQ(ddSiteNo2SiteInfo(n1)->id[0], '\0');
+  EXPECT_EQ(newSite(nullptr, "same"), n1 + 1); /* no id: no search */
+  EXPECT_EQ(ddSiteNo2SiteInfo(n1)->id[0], '\0');
   int empty = -1;
   EXPECT_EQ(V({ddSiteId2SiteNo("", &empty), empty}), V({1, n1})); /* the first site without id */
   EXPECT_EQ(ddSiteId2SiteNo(nullptr, &empty), 0);
