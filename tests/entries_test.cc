@@ -106,8 +106,6 @@ TEST(Lookup, SearchOrdersFollowEveryChange) {
 
 TEST(Queries, ValuesAsStoredDecodedAndNoEntryResults) {
   int s = newSite("q"), r = (ddNewRecordDef(s), ddNewRecordDef(s)), d = (ddNewDataDef(s), ddNewDataDef(s));
-  auto version = [&](int v) { return ddGetSchema(d)->version = v, ddGetVersion(d); };
-  EXPECT_EQ(V({version(300), version(200)}), V({44, -56}));
   ddGetSchema(d)->tagType = MTYPE_FLAG;
   ddGetSchema(r)->tagType = MTYPE_FLAG;
   ddSetLength(d, 1);

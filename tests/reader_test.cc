@@ -63,10 +63,6 @@ TEST(Reader, FilesThatCannotBeReadOrHoldNothingAndTheCommandLoop) {
                    "Unrecognized command: \"rktype_ival" + kAbort);
   /* A comment may follow a list's '}', but a ';' behind it is a command. */
   EXPECT_EQ(readText("dataDef a {rktype_ival}//c\n ;").out, "Unrecognized command: \";" + kAbort);
-  long before = UZA_liveBlocks("ddread1");
-  EXPECT_EQ(readText("dataDef a {rktype_ival, LABEL=x, LABEL=y} struct S (LEN=2) { a, BIT=1; }\n"
-                     "parent P { a, b; } define X v describe D { d }").result, 1);
-  EXPECT_EQ(UZA_liveBlocks("ddread1") - before, 0); /* texts live beside the entries */
 }
 
 TEST(Reader, ListsCommentsAndQuotes) {
