@@ -1,14 +1,10 @@
 /* The definition buffer: name spaces, order by name and number, numbering. */
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <climits>
-#include <string>
 #include <tuple>
-#include <utility>
-#include <vector>
 
 #include "import/ddbuffer.h"
+#include "store_fixture.h"
 #include "support/mlist.h"
 
 using Names = std::vector<std::string>;

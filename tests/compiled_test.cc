@@ -1,19 +1,16 @@
 /* Compiled site fix-up: codes, maps, fields, links, extensions, levels, faults. */
-#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <cstdio>
 #include <cstring>
 #include <string>
-#include <vector>
 
 #include "compiled_fixture.h"
 #include "rkruntime.h"
-#include "store/ddstore.h"
+#include "store_fixture.h"
 #include "support/mlist.h"
 
 using namespace fx;
-using V = std::vector<int>;
 
 static bool zeroes(const void *p, size_t n) { return !std::memcmp(p, std::string(n, 0).data(), n); }
 

@@ -3,18 +3,13 @@
 ** deeper than the site can hold, and the deepest site the code space allows,
 ** each imported in a thread with a small stack.
 */
-#include <gtest/gtest.h>
-
 #include <pthread.h>
 #include <csignal>
-#include <cstring>
-#include <fstream>
 #include <functional>
-#include <string>
+#include <sstream>
 #include <thread>
-#include <unistd.h>
 
-#include "rkdd/rkdd.h"
+#include "store_fixture.h"
 
 using namespace testing::internal; /* CaptureStdout */
 
@@ -41,20 +36,13 @@ void onSmallStack(size_t stackKiB, std::function<void()> body) {
   pthread_attr_destroy(&attr);
 }
 
-/* One file per process, removed when the process ends. */
-struct TempFile {
-  std::string name = testing::TempDir() + "rkdd_limits_" + std::to_string(getpid());
-  ~TempFile() { std::remove(name.c_str()); }
-} tempFile;
-const std::string &path = tempFile.name;
-
 /* Structures nested depth deep: each holds the record of the one before and
 ** a data item of 2 bytes, the innermost holds a data item of 4; the outermost record
 ** is R0 and sorts first, so that sizing starts at the top. With ptr the
 ** records are held through pointers instead, and named P rather than R. */
-void writeChain(int depth, bool ptr) {
+const std::string &writeChain(int depth, bool ptr) {
   const char *r = ptr ? "P" : "R";
-  std::ofstream file(path);
+  std::ostringstream file;
   file << "dataDef " << r << "Inner { rktype_ival };\ndataDef " << r << "Pad { rktype_sval };\n";
   auto name = [&](int level) { return std::to_string(depth - 1 - level); };
   for (int level = 0; level < depth; level++) {
@@ -65,6 +53,7 @@ void writeChain(int depth, bool ptr) {
     else
       file << r << "Pad; " << r << name(level - 1) << (ptr ? ", PTR" : "") << "; };\n";
   }
+  return schemaFile(file.str());
 }
 
 } // namespace
@@ -121,7 +110,7 @@ TEST(Limits, EndlessUnitsEndTheReadWithAMessage) {
 
 TEST(Limits, NestingPastTheSiteImportsOnASmallStack) {
   /* Far more records than a site holds: those past it are not built. */
-  writeChain(20000, false);
+  const std::string &path = writeChain(20000, false);
   int result = -1;
   onSmallStack(256, [&] {
     CaptureStdout();
@@ -137,7 +126,7 @@ TEST(Limits, NestingPastTheSiteImportsOnASmallStack) {
 TEST(Limits, TheDeepestSiteLaysOutAndFindsPathsOnASmallStack) {
   const int depth = 1790;
   for (bool ptr : {false, true}) {
-    writeChain(depth, ptr);
+    const std::string &path = writeChain(depth, ptr);
     int site = -1, result = -1;
     int top = 0, inner = 0, count = -1, first = 0, last = 0;
     onSmallStack(128, [&] {
@@ -170,14 +159,11 @@ TEST(Limits, TheDeepestSiteLaysOutAndFindsPathsOnASmallStack) {
 }
 
 TEST(Limits, ALinkListPastItsCountByteKeepsTheFirst255) {
-  std::ofstream file(path);
-  file << "recordDef R { rktype_bead, rkNULL, PARENT=L };\nparent L {\n";
-  for (int i = 0; i < 300; i++) file << "R;\n";
-  file << "}\n";
-  file.close();
+  std::string text = "recordDef R { rktype_bead, rkNULL, PARENT=L };\nparent L {\n";
+  for (int i = 0; i < 300; i++) text += "R;\n";
   int site = -1;
   CaptureStdout();
-  EXPECT_EQ(ddImportSchema(path.c_str(), &site), 1);
+  EXPECT_EQ(ddImportSchema(schemaFile(text + "}\n").c_str(), &site), 1);
   EXPECT_NE(GetCapturedStdout().find("ERROR: Parent list \"L\" of \"R\" has 300 items; the first 255 are kept.\n"),
             std::string::npos);
   EXPECT_EQ(ddGetParentCount(ddNameToCode("R")), 255);

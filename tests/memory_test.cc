@@ -1,11 +1,6 @@
-/*
-** Memory accounting: after importing the example schema, the blocks still
-** live per source file are exactly those that the library keeps on purpose
-** (the site, its tables, texts, field tables, link blocks and arrays, and
-** what the buffer holds). The read's scratch blocks, the build context, its
-** maps and the cached tables are gone, so a block that is lost on the way
-** shows up here as a count that changed.
-*/
+/* Memory accounting: after importing the example schema, the blocks live
+** per source file are exactly those the library keeps on purpose, so a block
+** lost on the way shows up as a count that changed. */
 #include <gtest/gtest.h>
 
 #include <initializer_list>
@@ -61,14 +56,12 @@ TEST(Memory, ImportKeepsWhatTheDesignKeepsAndNothingElse) {
   /* A copy of the field table per record with a structure, a link block per
   ** record with a list, and each link array. */
   EXPECT_EQ(kept["apidd2"], kRecordsWithFields + kRecordsWithLinks + kLinkArrays);
-  /* The buffer keeps every entry, member and list item (each with its name
-  ** inside), the option texts, structure and list names, the describe text
-  ** and the define value, and its sets: ten (data and records by name and by
-  ** number, structures, the three kinds of list, describes, defines) and a
-  ** member or item set per structure and list, a head each and a node per
-  ** element. They are carved from one large block, or are a block each where
-  ** the memory layer serves every block from malloc. The reader's chunk of
-  ** the file, the build context, its maps and the cached tables are gone. */
+  /* The buffer keeps every entry, member and list item, the option texts,
+  ** structure and list names, the describe text, the define value, and its
+  ** sets: ten, and one per structure and list, a head each and a node per
+  ** element; one large block holds them all, unless the memory layer serves
+  ** every block from malloc. The read's scratch, the build context, its maps
+  ** and the cached tables are gone. */
   long entries = kDefinitions + kStructs + kLists + kDescribes + kDefines + kMembers + kListItems;
   long texts = kLabels + kMessages + kPrefixes + kStructNames + kListNames + kFieldNames + kDescribes + kDefines;
   long sets = 10 + kStructs + kLists;

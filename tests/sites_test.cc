@@ -2,35 +2,9 @@
 ** The site table and the code space: finding or making sites by id and
 ** description, the ten-site limit, and decoding codes to site and slot.
 */
-#include <gtest/gtest.h>
-
 #include <string>
-#include <vector>
 
-#include "rkdd/rkdd.h"
-#include "store/ddstore.h"
-
-namespace {
-using V = std::vector<int>;
-int newSite(const char *id, const char *desc) {
-  int n = -1;
-  EXPECT_NE(ddNewSite(id, desc, &n), nullptr);
-  return n;
-}
-} // namespace
-
-TEST(Sites, NewSiteHasEmptyRangesAtItsOffset) {
-  EXPECT_EQ(V({newSite("core", "the core"), newSite("ext", "an extension"), ddSiteCount()}), V({0, 1, 2}));
-  int fr, lr, fd, ld;
-  ASSERT_EQ(ddSiteInfo(1, &fr, &lr, &fd, &ld), 1);
-  EXPECT_EQ(V({fr, lr, fd, ld}), V({4096 + 256, 4096 + 255, 4096 + 2048, 4096 + 2047}));
-  ddSite *s = ddSiteNo2SiteInfo(1);
-  EXPECT_EQ(V({s->codeOffset, s->siteNo, s->siteWord, s->dataCount, s->recordTable == nullptr,
-               s->recordMap == nullptr}), V({4096, 1, 64, 0, 1, 1}));
-  fr = -7;
-  EXPECT_EQ(V({ddSiteInfo(2, &fr, &lr, &fd, &ld), ddSiteInfo(-1, &fr, &lr, &fd, &ld), fr}), V({0, 0, -7}));
-  EXPECT_TRUE(ddSiteNo2SiteInfo(2) == nullptr && ddSiteNo2SiteInfo(-1) == nullptr);
-}
+#include "store_fixture.h"
 
 /* Room made ahead keeps entries in place until it is used up; the counts
 ** show only what was added. */
@@ -58,7 +32,8 @@ TEST(Sites, MatchingByIdAndDescription) {
   /* A desc never matches an empty one, but the empty text does. */
   EXPECT_EQ(V({newSite("bare", "given"), newSite("bare", "")}), V({bare + 1, bare}));
   int n1 = newSite(nullptr, "same");
-  EXPECT_EQ(newSite(nullptr, "same"), n1 + 1); /* no id: no search */  EXPECT_EQ(ddSiteNo2SiteInfo(n1)->id[0], '\0');
+  EXPECT_EQ(newSite(nullptr, "same"), n1 + 1); /* no id: no search */
+  EXPECT_EQ(ddSiteNo2SiteInfo(n1)->id[0], '\0');
   int empty = -1;
   EXPECT_EQ(V({ddSiteId2SiteNo("", &empty), empty}), V({1, n1})); /* the first site without id */
   EXPECT_EQ(ddSiteId2SiteNo(nullptr, &empty), 0);
@@ -86,7 +61,10 @@ TEST(Sites, LongIdsAreCutAndTheTableHoldsTen) {
 }
 
 TEST(Codes, DecodingSlotsAndTruncatingDivision) {
-  int s0 = newSite("core", "c"), s1 = newSite("ext", "e");
+  int s0 = newSite("core", "c"), s1 = newSite("ext", "e"), fr, lr, fd, ld;
+  ASSERT_EQ(ddSiteInfo(s1, &fr, &lr, &fd, &ld), 1); /* empty ranges at the site's offset */
+  EXPECT_EQ(V({fr, lr, fd, ld}), V({4096 + 256, 4096 + 255, 4096 + 2048, 4096 + 2047}));
+  EXPECT_EQ(V({ddSiteInfo(2, &fr, &lr, &fd, &ld), ddSiteInfo(-1, &fr, &lr, &fd, &ld), fr}), V({0, 0, 4352}));
   int r0 = ddNewRecordDef(s0), d0 = ddNewDataDef(s0), r1 = ddNewRecordDef(s1);
   ASSERT_EQ(r1, 4352);
   int index = -1;
@@ -117,4 +95,5 @@ TEST(Codes, DecodingSlotsAndTruncatingDivision) {
             V({r0, d0, 0, 0, 261, 2053}));
   EXPECT_TRUE(ddSiteGetNthRSchema(s0, 0) == ddGetRSchema(r0) && ddSiteGetNthDSchema(s0, 0) == ddGetDSchema(d0));
   EXPECT_TRUE(ddSiteGetNthRSchema(s0, 1) == nullptr && ddSiteGetNthRSchema(s0, -1) == nullptr);
+  EXPECT_TRUE(ddSiteNo2SiteInfo(2) == nullptr && ddSiteNo2SiteInfo(-1) == nullptr);
 }

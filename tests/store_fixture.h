@@ -1,14 +1,31 @@
-/* The fields, links and paths tests: a fresh site in a fresh process. */
+/* Helpers of the library's tests: slots, sites, a schema file, and a fresh
+** site in a fresh process. */
 #ifndef RKDD_TESTS_STORE_FIXTURE_H
 #define RKDD_TESTS_STORE_FIXTURE_H
 
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
+#include <cstdio>
+#include <fstream>
+#include <string>
 #include <vector>
 
 #include "rkdd/rkdd.h"
 #include "store/ddfield.h"
 #include "store/ddstore.h"
+
+/* Writes text to a file of this process, removed when the process ends (ctest
+** runs the cases side by side), and gives its path. */
+inline const std::string &schemaFile(std::string_view text) {
+  static const struct File {
+    std::string path = testing::TempDir() + "rkdd_schema_" + std::to_string(getpid());
+    ~File() { std::remove(path.c_str()); }
+  } file;
+  std::ofstream(file.path, std::ios::binary) << text;
+  return file.path;
+}
 
 /* A slot with a code, a kind, a bit position and the bits above the kind. */
 inline ddField makeSlot(int code, int kind = DD_KIND_DC, unsigned bitPos = 0, uint32_t high = 0) {
@@ -18,10 +35,16 @@ inline ddField makeSlot(int code, int kind = DD_KIND_DC, unsigned bitPos = 0, ui
 
 using V = std::vector<int>;
 
+inline int newSite(const char *id, const char *desc = "test") {
+  int n = -1;
+  EXPECT_NE(ddNewSite(id, desc, &n), nullptr);
+  return n;
+}
+
 class StoreTest : public ::testing::Test {
 protected:
   int site = -1;
-  void SetUp() override { ASSERT_NE(ddNewSite("test", "a test site", &site), nullptr); }
+  void SetUp() override { site = newSite("test", "a test site"); }
   int data(int length) {
     int code = ddNewDataDef(site);
     ddSetLength(code, length);

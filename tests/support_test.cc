@@ -2,15 +2,11 @@
 ** Lists, maps and ordered sets: order, lookup, walks, and the guards that
 ** report a caller's fault and carry on.
 */
-#include <gtest/gtest.h>
-
-#include <vector>
-
+#include "rkruntime.h"
+#include "store_fixture.h"
 #include "support/mhash.h"
 #include "support/mlist.h"
 #include "support/mmap.h"
-#include "store/ddstore.h"
-#include "rkruntime.h"
 
 namespace {
 using W = std::vector<intptr_t>;

@@ -1,12 +1,6 @@
 /* Temporary sites: records known by local code, in a table grown to the highest. */
-#include <gtest/gtest.h>
-
-#include <vector>
-
 #include "rkruntime.h"
-#include "store/ddstore.h"
-
-using V = std::vector<int>;
+#include "store_fixture.h"
 
 TEST(TempSite, GrowsByCodeTheFirstRegistrationStandsAndBytesAreSigned) {
   int n;

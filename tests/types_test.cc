@@ -1,14 +1,10 @@
 /*
 ** Tag type keywords and default lengths, and format level keywords.
 */
-#include <gtest/gtest.h>
-
 #include "import/ddutil.h"
-#include "store/ddstore.h"
-#include "rkdd/rkdd.h"
+#include "store_fixture.h"
 
-using testing::internal::CaptureStdout;
-using testing::internal::GetCapturedStdout;
+using namespace testing::internal; /* CaptureStdout */
 
 TEST(TagTypes, BothKeywordFormsNameTheSameNumber) {
   const struct { const char *name; int type; } cases[] = {
