@@ -228,9 +228,9 @@ TEST(KitExport, WarnsAboutWhatTheTextCannotSay) {
   int foreign = ddNewDataDef(core);
   ddSetName(foreign, "foreign");
   ddNewSite("odd", "odd", &site);
-  int unnamed = ddNewDataDef(site), twin = ddNewDataDef(site), twin2 = ddNewDataDef(site);
+  ddNewDataDef(site); /* unnamed */
+  int twin = ddNewDataDef(site), twin2 = ddNewDataDef(site);
   int label = ddNewDataDef(site), raw = ddNewRecordDef(site);
-  (void)unnamed;
   ddSetName(twin, "twin");
   ddSetName(twin2, "twin");
   ddSetName(label, "label");
