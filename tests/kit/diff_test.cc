@@ -150,10 +150,10 @@ INSTANTIATE_TEST_SUITE_P(Rules, DiffRule, ::testing::ValuesIn(kRules),
                          [](const auto &info) { return std::string(info.param.name); });
 
 /* A layout change reaches every record that holds the changed one in line,
-** however deep. */
+** however deep, also one whose other field names nothing. */
 TEST(DiffRules, NestedLayoutClimbsEveryHolder) {
   const std::string text = "dataDef A { rktype_fval };\nstruct InnerBody { A; };\nstruct MidBody { Inner; };\n"
-                           "struct OuterBody { Mid; };\nrecordDef Inner { rktype_rec, InnerBody };\n"
+                           "struct OuterBody { Gap; Mid; };\nrecordDef Inner { rktype_rec, InnerBody };\n"
                            "recordDef Mid { rktype_rec, MidBody };\nrecordDef Outer { rktype_bead, OuterBody };\n";
   Diff d = diff(load(text), load(replaced(text, "rktype_fval", "rktype_ival")));
   EXPECT_EQ(lines(*d), (std::vector<std::string>{"A tagType breaking", "Inner.A fieldTagType breaking",
