@@ -65,13 +65,11 @@ TEST(Limits, EndlessUnitsEndTheReadWithAMessage) {
   } shapes[] = {
       {"", "word"},
       {"", std::string(1, '\0')},
-      {"dataDef X ", "name"},
       {"dataDef X { rktype_ival, ", "item"},
       {"dataDef X { rktype_ival, ", "a, "},
       {"dataDef X { rktype_ival, ", "KEY=KEY="},
       {"dataDef X { rktype_text, LABEL=\"", "quoted \\\" text"},
       {"struct S { ", "m, PTR, "},
-      {"parent P { ", "x y "},
       {"describe X { ", "text"},
       {"define X ", "value"},
       {"/* ", "comment"},

@@ -66,8 +66,6 @@ TEST_F(Paths, EveryRowOfThePathTableAndTheSearchOrder) {
       {"R{S^}; S{t}", "R", "t", "R"},
       {"R{A^}; A{B^}; B{t}", "R", "t", "A"},
       {"R{P*}; P{t}", "R", "t", "R P"},
-      {"R{S^}; S{P*}; P{t}", "R", "t", "R P"},
-      {"R{P*}; P{S^}; S{t}", "R", "t", "R P"},
       {"R{x}; E>R{t}", "R", "t", "-E"},
       {"R{x}; E>R", "R", "E", "-E"},
       {"R{x}; d>R", "R", "d", "-d"},
