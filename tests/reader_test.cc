@@ -1,5 +1,6 @@
 /* The schema text reader: lists, commands, options, messages, limits, broken files. */
-#include <cstring>
+#include <fstream>
+#include <iterator>
 
 #include "import/ddread.h"
 #include "rkruntime.h"
@@ -34,16 +35,6 @@ static std::string join(std::initializer_list<const char *> texts) { /* "~" for 
   for (const char *t : texts) out.append(t ? t : "~").append("|");
   return out;
 }
-
-const char kExample[] = R"(// Two data items, a structure and a record.
-dataDef AreaName { rktype_text, LEN=32, LABEL="Area name" };
-dataDef AreaDepth
-{ rktype_fval,  /* the type comes first */ MIN=0, MAX = 100.5, NOEDIT }
-struct AreaBody { AreaName; AreaDepth, PTR; };
-recordDef Area { rktype_rec, AreaBody, LEV=IFACELVL, PARENT=AreaUsers, KEY=1 };
-parent AreaUsers { Area; }; describe Area { One area
-of the model. } define AreaLimit 16
-)";
 
 const std::string kErr = "ERROR: Cannot read list\n", kAbort = "\"\nAborted.\n\n";
 
@@ -230,8 +221,11 @@ TEST(Reader, EndOfInputAndMalformedFiles) {
     EXPECT_EQ(std::to_string(r.result) + r.out, "1" + out) << text;
   }
   EXPECT_EQ(find<ddBufCodeList>("S", readText("parent S { a; b").buf.parents)->count, 1); /* kept */
-  for (size_t n = 0; n <= std::strlen(kExample); n++) {
-    int result = readText(std::string(kExample, n)).result;
+  std::ifstream in(RKDD_EXAMPLES_DIR "/scene.schema");
+  const std::string example{std::istreambuf_iterator<char>(in), {}};
+  ASSERT_GT(example.size(), 1000u);
+  for (size_t n = 0; n <= example.size(); n++) {
+    int result = readText(example.substr(0, n)).result;
     EXPECT_TRUE(result == 0 || result == 1) << n;
   }
 }
