@@ -79,14 +79,12 @@ TEST(Limits, EndlessUnitsEndTheReadWithAMessage) {
   for (const auto &shape : shapes) {
     int fds[2];
     ASSERT_EQ(pipe(fds), 0);
-    const std::string &start = shape.start, &repeat = shape.repeat;
+    std::string block;
+    while (block.size() < 4096) block += shape.repeat;
     std::thread writer([&, fd = fds[1]] {
-      if (write(fd, start.data(), start.size()) >= 0) {
-        std::string block;
-        while (block.size() < 4096) block += repeat;
+      if (write(fd, shape.start.data(), shape.start.size()) >= 0)
         while (write(fd, block.data(), block.size()) > 0) {
         }
-      }
       close(fd);
     });
     int result = -1, site = -1;
@@ -98,10 +96,10 @@ TEST(Limits, EndlessUnitsEndTheReadWithAMessage) {
     });
     close(fds[0]);
     writer.join();
-    EXPECT_EQ(result, 0) << start;
-    EXPECT_EQ(site, -1) << start;
+    EXPECT_EQ(result, 0) << shape.start;
+    EXPECT_EQ(site, -1) << shape.start;
     EXPECT_NE(out.find("characters without an end; not a schema text.\nAborted.\n"), std::string::npos)
-        << start << out;
+        << shape.start << out;
   }
 }
 

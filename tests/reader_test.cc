@@ -84,13 +84,8 @@ TEST(Reader, ListsCommentsAndQuotes) {
     for (auto &[text, stops, want, out] : cases) {
       ddStream s = {text.data(), text.data() + text.size(), nullptr, nullptr, 0, 0, 0, 0};
       char chunk[3];
-      FILE *file = nullptr;
-      if (chunkSize > 0) {
-        file = std::tmpfile();
-        std::fputs(text.c_str(), file);
-        std::rewind(file);
-        s = {chunk, chunk, file, chunk, chunkSize, 0, 0, 0};
-      }
+      FILE *file = chunkSize ? fmemopen(const_cast<char *>(text.data()), text.size(), "r") : nullptr;
+      if (file) s = {chunk, chunk, file, chunk, chunkSize, 0, 0, 0};
       char *items[DD_LIST_SLOTS];
       int count = 0;
       CaptureStdout();
