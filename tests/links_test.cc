@@ -94,9 +94,7 @@ TEST_F(Links, Extensions) {
 }
 
 TEST_F(Links, HasExtensionSearchesRecordsFromSiteOneUp) {
-  int s1 = -1, s2 = -1;
-  ASSERT_NE(ddNewSite("one", "site one", &s1), nullptr);
-  ASSERT_NE(ddNewSite("two", "site two", &s2), nullptr);
+  int s1 = newSite("one"), s2 = newSite("two");
   int target = record("target"), inCore = record(), in2 = record(nullptr, s2);
   int in1a = record(nullptr, s1), in1b = record(nullptr, s1), d = ddNewDataDef(s1);
   ASSERT_EQ(ddSetXcode(inCore, "target") + ddSetXcode(d, "target"), 2);

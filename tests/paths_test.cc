@@ -150,9 +150,7 @@ TEST_F(Paths, TheCacheOnTheTarget) {
 }
 
 TEST_F(Paths, FindFieldParent) {
-  int other = -1;
-  ASSERT_NE(ddNewSite("other", "another", &other), nullptr);
-  int d = data(4), elsewhere = record(nullptr, other), r1 = record(), r2 = record();
+  int d = data(4), elsewhere = record(nullptr, newSite("other")), r1 = record(), r2 = record();
   int inner = record();
   ASSERT_EQ(setFields(elsewhere, {makeSlot(d)}), 1);
   EXPECT_EQ(ddFindFieldParent(d), 0); /* only the code's own site is searched */
