@@ -115,8 +115,7 @@ TEST(CompiledSite, BoundsBeyondTheCountAreWalkedAndSkippedSlotsLeftAlone) {
 }
 
 TEST(CompiledSite, LevelsStopAtTheTopWithAWarningEachTime) {
-  int n;
-  ddNewSite("core", "empty core", &n);
+  newSite("core", "empty core");
   static int32_t dmap[1];
   std::vector<std::vector<ddRSchema>> tables(8);
   std::vector<std::vector<int32_t>> maps(8, std::vector<int32_t>(4095));

@@ -98,8 +98,7 @@ TEST(Lookup, SearchOrdersFollowEveryChange) {
 
 TEST(Queries, ValuesAsStoredDecodedAndNoEntryResults) {
   int s = newSite("q"), r = (ddNewRecordDef(s), ddNewRecordDef(s)), d = (ddNewDataDef(s), ddNewDataDef(s));
-  ddGetSchema(d)->tagType = MTYPE_FLAG;
-  ddGetSchema(r)->tagType = MTYPE_FLAG;
+  for (int code : {d, r}) ddGetSchema(code)->tagType = MTYPE_FLAG;
   ddSetLength(d, 1);
   ddSetLength(r, 3);
   EXPECT_EQ(V({ddGetLength(d), ddGetLength(r)}), V({-1, 3})); /* records are never negated */

@@ -173,7 +173,7 @@ TEST_F(Fields, FixupStates) {
   /* ddFixup runs while caching; the pass covers every site and skips data
   ** entries and unpacked records. */
   ASSERT_EQ(ddSetUnpackedField(v, nullptr, 0, 0), 1);
-  int other = -1, o = (ddNewSite("other", "another site", &other), record(nullptr, other));
+  int o = record(nullptr, newSite("other"));
   ddCacheFixups(1);
   ASSERT_EQ(setFields(o, {makeSlot(s, DD_KIND_STRUCTURE), makeSlot(d)}), 1);
   ASSERT_EQ(setFields(s, {makeSlot(d), makeSlot(d), makeSlot(d)}), 1);
