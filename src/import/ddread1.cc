@@ -57,14 +57,16 @@ bool take(ddStream *s, int c) {
 }
 
 /* Classes of characters, one table look-up each: the scanner's blanks, the
-** wider white space around words, and the characters of an option's key. */
-enum : uint8_t { kBlankChar = 1, kWhiteChar = 2, kKeyChar = 4 };
+** wider white space around words, the characters of an option's key, and
+** those that end a plain list item (see takePlainItem). */
+enum : uint8_t { kBlankChar = 1, kWhiteChar = 2, kKeyChar = 4, kEndsPlain = 8 };
 constexpr std::array<uint8_t, 256> kCharClass = [] {
   std::array<uint8_t, 256> cls{};
   for (unsigned char c : std::string_view(" \t\n\r")) cls[c] |= kBlankChar | kWhiteChar;
   for (unsigned char c : std::string_view("\v\f")) cls[c] |= kWhiteChar;
   for (int c = 'A'; c <= 'Z'; c++) cls[c] |= kKeyChar;
   for (int c = '0'; c <= '9'; c++) cls[c] |= kKeyChar;
+  for (unsigned char c : std::string_view(" \t\n\r/=\",;})")) cls[c] |= kEndsPlain;
   return cls;
 }();
 bool hasClass(int c, uint8_t cls) { return (kCharClass[static_cast<unsigned char>(c)] & cls) != 0; }
@@ -125,20 +127,14 @@ template <class Keep> void skipWhile(ddStream *s, Keep keep) {
 ** other shape gives kEnd with nothing read, and the full scan reads it to
 ** the same result. */
 int takePlainItem(ddStream *s, int separator, int terminator, Gather &g) {
-  /* Characters of a plain word: the word ends at any separator or terminator
-  ** that the commands' lists use, and one that is not this list's sends the
-  ** item to the full scan, as does a list with stops of its own. */
-  static constexpr auto kPlain = [] {
-    std::array<bool, 256> plain{};
-    plain.fill(true);
-    for (unsigned char c : std::string_view(" \t\n\r/=\",;})")) plain[c] = false;
-    return plain;
-  }();
-  if (kPlain[static_cast<unsigned char>(separator)] || kPlain[static_cast<unsigned char>(terminator)]) return kEnd;
+  /* A plain word ends at any separator or terminator that the commands'
+  ** lists use, and one that is not this list's sends the item to the full
+  ** scan, as does a list with stops of its own. */
+  if (!hasClass(separator, kEndsPlain) || !hasClass(terminator, kEndsPlain)) return kEnd;
   const char *p = s->at, *end = s->end;
   while (p < end && isBlank(static_cast<unsigned char>(*p))) p++;
   const char *word = p;
-  while (p < end && kPlain[static_cast<unsigned char>(*p)]) p++;
+  while (p < end && !hasClass(*p, kEndsPlain)) p++;
   const char *wordEnd = p;
   while (p < end && isBlank(static_cast<unsigned char>(*p))) p++;
   if (p == end || p - s->at >= g.size) return kEnd;
