@@ -397,6 +397,36 @@ RKDD_API int ddExportSchema(int siteNo);
 RKDD_API int ddExportHeader(int siteNo);
 RKDD_API int ddExportDocumentation(int siteNo);
 
+/* ---------------------------------------------------------------------------
+** Extension: messages. By default the library prints its messages on
+** standard output, as plain lines. A host that installs a handler gets each
+** message as one call instead, with its severity, a stable id for its kind
+** and the place in the schema text that it is about, and nothing is printed.
+** Two texts that the default prints on one line are two calls.
+*/
+
+enum { DD_MESSAGE_ERROR = 1, DD_MESSAGE_WARNING = 2, DD_MESSAGE_NOTE = 3 };
+
+typedef struct ddMessage {
+  int severity;     /* DD_MESSAGE_ERROR, _WARNING or _NOTE */
+  const char *id;   /* a stable name for the kind of message, e.g. "unknown-option" */
+  const char *text; /* the text the default prints, without the line ends around it */
+  const char *file; /* the path given to ddImportSchema; NULL outside an import */
+  int line, column; /* 1-based place of what the message is about (the column
+                    ** counts bytes); 0 where none applies */
+} ddMessage;
+
+/* Called once per message. The message and its texts live until the call
+** returns. */
+typedef void (*ddMessageHandler)(const ddMessage *message, void *context);
+
+/* Installs handler, with the context it is to be called with; NULL puts the
+** default (printing on standard output) back. An installed handler also gets
+** warnings that the default prints nothing for: values that the reader
+** cannot fully use, options with no effect, names that name nothing. Changes
+** process-wide state: call it while no other thread uses the library. */
+RKDD_API void ddSetMessageHandler(ddMessageHandler handler, void *context);
+
 #ifdef __cplusplus
 }
 #endif

@@ -17,6 +17,7 @@
 #include "support/mlist.h"
 #include "rkdd/rkdd.h"
 #include "support/rkmem.h"
+#include "support/ddreport.h"
 
 /* The compare functions read every record through ddBufKey. */
 #define DDBUF_KEYED(T)                                                                             \
@@ -80,7 +81,7 @@ void *ddBufferAddName(ddBuffer *buffer, int kind, const char *name) {
     if (ddBufferFindName(name, buffer->*kNameKinds[kind].set)) return nullptr;
   }
   if (kind < 0 || kind >= kNameKindCount) {
-    std::printf("ERROR: Internal error.\n");
+    ddReport(DD_MSG_INTERNAL, "ERROR: Internal error.\n");
     return nullptr;
   }
   return ddBufAddNamed(&(buffer->*kNameKinds[kind].set), kNameKinds[kind].size, name);
@@ -94,7 +95,7 @@ void *ddBufferNumber(ddBuffer *buffer, int kind, const char *name, int32_t numbe
   if (entry == nullptr) return nullptr;
   entry->number = number;
   if (ddBufferFindNumber(number, byNumber)) {
-    std::printf("Number (%d) already used.\n", number);
+    ddReport(DD_MSG_NUMBER_USED, "Number (%d) already used.\n", number);
     return nullptr;
   }
   ddBufInsertNumber(&byNumber, entry);
@@ -125,7 +126,7 @@ struct ElementShape {
 };
 
 void flagLengthError(const ddBufMember *member, int32_t len) {
-  std::printf("ERROR: Type \"MTYPE_FLAG\" should have a length of 1 bit.\n\t(%s, LEN=%d)\n", member->name, len);
+  ddReport(DD_MSG_FLAG_LENGTH, "ERROR: Type \"MTYPE_FLAG\" should have a length of 1 bit.\n\t(%s, LEN=%d)\n", member->name, len);
 }
 
 /* Types 9, 10, 11 and 15 take their size from a data item's len, which a
@@ -150,10 +151,10 @@ ElementShape shapeOf(const ddBufMember *member, int type, const ddBufData *data)
   case MTYPE_XFORM:
     return {-1, 0};
   case MTYPE_DATA:
-    std::printf("WARNING: Do you know what \"MTYPE_DATA\" is?  I don't :)\n");
+    ddReport(DD_MSG_MTYPE_DATA, "WARNING: Do you know what \"MTYPE_DATA\" is?  I don't :)\n");
     return {data ? data->len : 0, 0};
   default:
-    std::printf("ERROR: Invalid type, \"%s\"=%d\n", member->name, type);
+    ddReport(DD_MSG_INVALID_TYPE, "ERROR: Invalid type, \"%s\"=%d\n", member->name, type);
     return {0, 0};
   }
 }
@@ -186,7 +187,7 @@ enum MemberStep { kStop, kReady, kNeedsInner };
   if (member->pad == 0) {
     m.data = ddBufferMemberTarget(autosizeBuffer, member, &m.record);
     if (m.data == nullptr && m.record == nullptr) {
-      std::printf("ERROR: Unknown element, \"%s\"\n", member->name);
+      ddReport(DD_MSG_UNKNOWN_ELEMENT, "ERROR: Unknown element, \"%s\"\n", member->name);
       return kStop;
     }
     type = m.data ? m.data->type : m.record->type;
@@ -194,12 +195,12 @@ enum MemberStep { kStop, kReady, kNeedsInner };
   }
   m.shape = shapeOf(member, type, m.data);
   if (member->ptr || m.record == nullptr) return kReady;
-  if (m.shape.size != -1) std::printf("ERROR: Invalid type for recorddef \"%s\"\n", member->name);
+  if (m.shape.size != -1) ddReport(DD_MSG_RECORD_NOT_HELD, "ERROR: Invalid type for recorddef \"%s\"\n", member->name);
   const char *name = m.record->structName;
   m.inner = name ? static_cast<ddBufStruct *>(ddBufferFindName(name, autosizeBuffer->structs)) : nullptr;
   if (m.inner != nullptr) return kNeedsInner;
   /* A record without a structure is written rkNULL in the file. */
-  std::printf("ERROR: Invalid structure reference \"%s\"\n", name ? name : "rkNULL");
+  ddReport(DD_MSG_STRUCTURE_REFERENCE, "ERROR: Invalid structure reference \"%s\"\n", name ? name : "rkNULL");
   m.shape.size = 0;
   return kReady;
 }
@@ -219,13 +220,13 @@ enum MemberStep { kStop, kReady, kNeedsInner };
     if (m.inner != nullptr) {
       shape.size = innerSize;
     } else if (m.record == nullptr && shape.size == -1) {
-      std::printf("ERROR: Invalid type for datadef \"%s\"\n", member->name);
+      ddReport(DD_MSG_DATA_NOT_HELD, "ERROR: Invalid type for datadef \"%s\"\n", member->name);
       shape.size = 0;
     }
     total = m.count != 0 ? int64_t{shape.size} * m.count : shape.size;
   }
   if (shape.size == -1) {
-    std::printf("ERROR: Structure \"%s\" has compile-time offsets. (Can't autosize)\n", member->name);
+    ddReport(DD_MSG_COMPILE_TIME, "ERROR: Structure \"%s\" has compile-time offsets. (Can't autosize)\n", member->name);
     total = 0;
   }
 
@@ -262,11 +263,11 @@ enum MemberStep { kStop, kReady, kNeedsInner };
 bool enterStruct(ddBufStruct *structure, int32_t *size) {
   switch (structure->state) {
   case kSized:
-    if (structure->len == 0) std::printf("WARNING: \"%s\" has a length of 0.\n", structure->name);
+    if (structure->len == 0) ddReport(DD_MSG_ZERO_LENGTH, "WARNING: \"%s\" has a length of 0.\n", structure->name);
     *size = structure->len;
     return false;
   case kInProgress:
-    std::printf("ERROR: Cannot calculate records that contain themselves.\n");
+    ddReport(DD_MSG_SELF_CONTAINING, "ERROR: Cannot calculate records that contain themselves.\n");
     *size = 0;
     return false;
   case kCompileTime:
@@ -280,7 +281,7 @@ bool enterStruct(ddBufStruct *structure, int32_t *size) {
   }
   if (structure->len > 0) {
     structure->state = kSized;
-    std::printf("WARNING: Structure \"%s\" uses hardcoded lengths. (Skipping autosize)\n", structure->name);
+    ddReport(DD_MSG_HARDCODED_LENGTH, "WARNING: Structure \"%s\" uses hardcoded lengths. (Skipping autosize)\n", structure->name);
     *size = structure->len;
   }
   if (structure->state != kNotVisited) return false;

@@ -24,6 +24,7 @@
 #include "support/mhash.h"
 #include "support/mlist.h"
 #include "support/rkmem.h"
+#include "support/ddreport.h"
 
 namespace {
 
@@ -410,7 +411,7 @@ ddBufKey *ddBufAddNamed(intptr_t *root, size_t size, const char *name) {
 ** is here, beside the arena and the append path, so that it takes one call. */
 void *ddBufferAddItem(ddBuffer *, int kind, intptr_t *owner, const char *name, int32_t index) {
   if (kind < DDBUF_STRUCT || kind > DDBUF_CHILD) {
-    std::printf("ERROR: Internal error.\n");
+    ddReport(DD_MSG_INTERNAL, "ERROR: Internal error.\n");
     return nullptr;
   }
   ddBufKey *item = kind == DDBUF_STRUCT ? newNamed(sizeof(ddBufMember), kTargetBytes, name)

@@ -16,6 +16,7 @@
 #include "store/ddstore.h"
 #include "support/mlist.h"
 #include "support/rkmem.h"
+#include "support/ddreport.h"
 
 namespace {
 
@@ -69,7 +70,7 @@ template <typename Entry> void setCommon(ddBuildContext *context, int code, cons
 ** record is built without that table; the text is at fault, not the store,
 ** so this is reported and not counted. */
 void reportMissing(const char *what, const char *name, const char *record) {
-  std::printf("ERROR: %s \"%s\" of \"%s\" not defined.\n", what, name, record);
+  ddReport(DD_MSG_NOT_DEFINED, "ERROR: %s \"%s\" of \"%s\" not defined.\n", what, name, record);
 }
 
 int32_t *buildCodeTable(ddBuildContext *context, ddBufCodeList *list) {
@@ -95,7 +96,7 @@ void setLinks(ddBuildContext *context, int code, const ddBufRecord *entry, const
   /* A record keeps each list's count in one byte. */
   int count = list->count;
   if (count > UINT8_MAX) {
-    std::printf("ERROR: %s \"%s\" of \"%s\" has %d items; the first %d are kept.\n", what, listName,
+    ddReport(DD_MSG_LIST_CUT, "ERROR: %s \"%s\" of \"%s\" has %d items; the first %d are kept.\n", what, listName,
                 entry->name, count, UINT8_MAX);
     count = UINT8_MAX;
   }
@@ -198,7 +199,7 @@ int ddBuildDataDef(ddBufData *entry, ddBuildContext *context) {
     context->errors += !ddSetLength(code, entry->len);
   writeAttributes(&ddGetDSchema(code)->head, entry);
   if (entry->minSet || entry->maxSet) {
-    if (!(entry->minSet && entry->maxSet)) std::printf("Warning: Range only partially determined.\n");
+    if (!(entry->minSet && entry->maxSet)) ddReport(DD_MSG_PARTIAL_RANGE, "Warning: Range only partially determined.\n");
     context->errors += !ddSetRange(code, entry->min, entry->max);
   }
   if (entry->defSet) context->errors += !ddSetDefVal(code, entry->defVal);
@@ -296,7 +297,7 @@ int ddImportSchema(const char *path, int *siteNo) {
   if (ddBuildContext *context = ddBuildSite(&buffer, site)) {
     ddBufferRelease(&buffer);
     if (context->errors != 0)
-      std::printf("%d errors during parsing\n", context->errors);
+      ddReport(DD_MSG_ERRORS_COUNTED, "%d errors during parsing\n", context->errors);
     else
       result = 1;
     rkFree(context);
@@ -312,7 +313,7 @@ int ddImportSchema(const char *path, int *siteNo) {
 
 namespace {
 int notImplemented(int siteNo) {
-  if (ddSiteAt(siteNo) != nullptr) std::printf("Not implemented.\n");
+  if (ddSiteAt(siteNo) != nullptr) ddReport(DD_MSG_NOT_IMPLEMENTED, "Not implemented.\n");
   return 0;
 }
 } // namespace

@@ -22,6 +22,7 @@
 #include "import/ddutil.h"
 #include "store/ddstore.h"
 #include "support/rkmem.h"
+#include "support/ddreport.h"
 
 namespace {
 
@@ -98,7 +99,7 @@ struct Gather {
   void finish() {
     data[len] = 0;
     if (cut)
-      std::printf("ERROR: \"%.20s...\" is longer than %d characters; the rest is skipped.\n", data,
+      ddReport(DD_MSG_TEXT_TOO_LONG, "ERROR: \"%.20s...\" is longer than %d characters; the rest is skipped.\n", data,
                   size - 1);
   }
 };
@@ -308,7 +309,7 @@ constexpr Option<ddBufMember> kMemberOptions[] = {
      [](ddBufMember *m, const char *v) {
        m->pad = toInt(v);
        if (m->pad > 0) return;
-       std::printf("WARNING: Value for PAD must be greater than 0.\n\tSetting to 1.\n");
+       ddReport(DD_MSG_PAD_NOT_POSITIVE, "WARNING: Value for PAD must be greater than 0.\n\tSetting to 1.\n");
        m->pad = 1;
      }},
 };
@@ -321,7 +322,7 @@ void applyOptions(const Option<E> (&table)[N], E *entry, int first, int count, c
   char key[DD_OPTION_SIZE], value[DD_OPTION_SIZE];
   for (int i = first; i < count; i++) {
     ddSplitOption(items[i], key, value);
-    if (!applyOption(table, entry, key, value)) std::printf(unknown, key);
+    if (!applyOption(table, entry, key, value)) ddReport(DD_MSG_UNKNOWN_OPTION, unknown, key);
   }
 }
 
@@ -329,7 +330,7 @@ void applyOptions(const Option<E> (&table)[N], E *entry, int first, int count, c
 ** name is taken. */
 template <class E> E *addEntry(ddBuffer *buffer, int kind, const char *name) {
   auto *entry = static_cast<E *>(ddBufferAddName(buffer, kind, name));
-  if (entry == nullptr) std::printf("ERROR: \"%s\" already defined!", name);
+  if (entry == nullptr) ddReport(DD_MSG_ALREADY_DEFINED, "ERROR: \"%s\" already defined!", name);
   return entry;
 }
 
@@ -398,7 +399,7 @@ void ddSkipSpace(ddStream *s) {
         skipWhile(s, [](int c) { return c != '*'; });
       } while (take(s, '*') && !take(s, '/'));
     } else if (peek(s) != kEnd) {
-      std::printf("ERROR: Only comments can start with '/'\n");
+      ddReport(DD_MSG_SLASH, "ERROR: Only comments can start with '/'\n");
     }
   }
 }
@@ -415,7 +416,7 @@ int ddReadList(ddStream *s, int *count, char **items, const char *stops) {
   *count = 0;
   if (opener != ' ') {
     if (!ddExpectChar(s, static_cast<char>(opener))) {
-      std::printf("ERROR: Cannot read list\n");
+      ddReport(DD_MSG_CANNOT_READ_LIST, "ERROR: Cannot read list\n");
       return 0;
     }
   } else {
@@ -431,7 +432,7 @@ int ddReadList(ddStream *s, int *count, char **items, const char *stops) {
     if (stop == kEnd) {
       /* No terminator will come: nothing of the list is kept. */
       *count = 0;
-      std::printf("ERROR: Cannot read list\n");
+      ddReport(DD_MSG_CANNOT_READ_LIST, "ERROR: Cannot read list\n");
       return 0;
     }
     s->at++;
@@ -446,7 +447,7 @@ int ddReadList(ddStream *s, int *count, char **items, const char *stops) {
       items[(*count)++] = slot;
     } else if (!dropped) {
       dropped = true;
-      std::printf("ERROR: List longer than %d items; the rest is skipped.\n", DD_LIST_SLOTS);
+      ddReport(DD_MSG_LIST_TOO_LONG, "ERROR: List longer than %d items; the rest is skipped.\n", DD_LIST_SLOTS);
     }
     item.len = 0;
     item.cut = false;
@@ -468,7 +469,7 @@ void ddSplitOption(const char *item, char *key, char *value) {
   std::string_view rest = text.substr(keyLen + gap);
   /* A separator needs text behind it, and text needs a separator before it. */
   if (keyLen == 0 || (gap > 0) != !rest.empty()) {
-    std::printf("ERROR: Optional argument parsing: \"%s\"\n", item ? item : "");
+    ddReport(DD_MSG_OPTION_SYNTAX, "ERROR: Optional argument parsing: \"%s\"\n", item ? item : "");
     key[0] = value[0] = 0;
     return;
   }
@@ -500,7 +501,7 @@ int ddReadSchemaFile(const char *path, ddBuffer *buffer) {
   ** as one that did not open; a later error ends the input. */
   int error = file ? std::ferror(file.get()) : 0;
   if (!file || error) {
-    std::printf("\nFile open failure, error %d\n", error);
+    ddReport(DD_MSG_FILE_OPEN, "\nFile open failure, error %d\n", error);
     return 0;
   }
   ddStream *s = &stream;
@@ -515,11 +516,12 @@ int ddReadSchemaFile(const char *path, ddBuffer *buffer) {
     for (const Command &c : kCommands)
       if (c.word == word && !command) command = &c;
     if (command == nullptr) {
-      std::printf("Unrecognized command: \"%s\"\nAborted.\n\n", word);
+      ddReport(DD_MSG_UNKNOWN_COMMAND, "Unrecognized command: \"%s\"\n", word);
+      ddReport(DD_MSG_ABORTED, "Aborted.\n\n");
       return 0;
     }
     if (!named) {
-      std::printf("ERROR: No name behind \"%s\" at the end of the file.\n", word);
+      ddReport(DD_MSG_MISSING_NAME, "ERROR: No name behind \"%s\" at the end of the file.\n", word);
       break;
     }
     if (command->withList) {
@@ -533,8 +535,9 @@ int ddReadSchemaFile(const char *path, ddBuffer *buffer) {
     ddSkipSpace(s);
   }
   if (s->overrun) {
-    std::printf("ERROR: More than %ld characters without an end; not a schema text.\nAborted.\n\n",
-                static_cast<long>(DD_UNIT_LIMIT));
+    ddReport(DD_MSG_UNIT_TOO_LONG, "ERROR: More than %ld characters without an end; not a schema text.\n",
+             static_cast<long>(DD_UNIT_LIMIT));
+    ddReport(DD_MSG_ABORTED, "Aborted.\n\n");
     return 0;
   }
   return 1;
@@ -548,7 +551,7 @@ namespace {
 int typeOf(const char *name, int count, char **items, int fallback, const char *fallbackName) {
   int type = ddTypeFromName(count > 0 ? items[0] : "");
   if (type >= 0) return type;
-  std::printf("ERROR: Type for \"%s\" unknown!  Using %s.\n", name, fallbackName);
+  ddReport(DD_MSG_UNKNOWN_TYPE, "ERROR: Type for \"%s\" unknown!  Using %s.\n", name, fallbackName);
   return fallback;
 }
 } // namespace
@@ -561,7 +564,7 @@ int ddReadDataDef(ddBuffer *buffer, const char *name, int count, char **items) {
   d->disp = d->edit = d->search = 1;
   applyOptions(kDataOptions, d, 1, count, items, "UNRECOGNIZED OPTION! \"%s\"\n");
   if (d->len == -1) {
-    std::printf(
+    ddReport(DD_MSG_TEXT_LENGTH,
         "ERROR: Size for rktype_text type not specified!\n\tSpecify LEN parameter for \"%s\".\n",
         name);
     d->len = 1;
@@ -629,7 +632,7 @@ int ddReadMember(ddBuffer *buffer, ddBufStruct *owner, int count, char **items) 
   applyOptions(kMemberOptions, &scratch, 1, count, items, "UNRECOGNIZED OPTION! \"%s\"\n");
   bool counted = !scratch.share && !scratch.pad;
   if (counted && owner->memberCount == UINT8_MAX) {
-    std::printf("ERROR: \"%s\" has %d fields already; member \"%s\" is skipped.\n", owner->name,
+    ddReport(DD_MSG_TOO_MANY_FIELDS, "ERROR: \"%s\" has %d fields already; member \"%s\" is skipped.\n", owner->name,
                 UINT8_MAX, items[0]);
     return 0;
   }

@@ -10,6 +10,7 @@
 #include <string_view>
 
 #include "rkdd/keywords.h"
+#include "support/ddreport.h"
 
 namespace {
 
@@ -50,6 +51,6 @@ int ddLevelFromName(const char *name) {
     if (text == level.keyword) return level.number;
   if (!text.empty() && std::isdigit(static_cast<unsigned char>(text[0])))
     return static_cast<int>(std::strtol(name, nullptr, 10)); /* atoi, without its overflow */
-  std::printf("ERROR: Invalid IFMT Level: \"%s\"\n", name ? name : "");
+  ddReport(DD_MSG_INVALID_LEVEL, "ERROR: Invalid IFMT Level: \"%s\"\n", name ? name : "");
   return kUnknownLevel;
 }

@@ -4,6 +4,7 @@
 */
 #include "ddstore.h"
 #include "ddfield.h"
+#include "support/ddreport.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -58,7 +59,7 @@ void fixTable(const ddSite *site, Entry *table, int first, int last, int base, i
     if (e->head.code == 0) continue;
     int index = e->head.code - base;
     if (index < 0 || index >= count) {
-      std::printf(texts.badCode, e->head.code, index);
+      ddReport(DD_MSG_COMPILED_TABLE, texts.badCode, e->head.code, index);
       std::exit(1);
     }
     e->head.code += site->codeOffset;
@@ -67,7 +68,7 @@ void fixTable(const ddSite *site, Entry *table, int first, int last, int base, i
   }
   for (int i = 0; i < count; i++) {
     if (map[i] == 0) {
-      std::printf(texts.unfilled, i);
+      ddReport(DD_MSG_COMPILED_TABLE, texts.unfilled, i);
       std::exit(1);
     }
   }
@@ -99,7 +100,7 @@ template <typename T> void moveToHeap(T **array, int count) {
 void ddSetCode(ddSite *site) {
   if (site == nullptr) return;
   if (site->recordMap == nullptr || site->dataMap == nullptr) {
-    std::printf("NULL code map supplied by DLL during rkInitDD\n");
+    ddReport(DD_MSG_COMPILED_TABLE, "NULL code map supplied by DLL during rkInitDD\n");
     std::exit(1);
   }
   std::fill_n(site->recordMap, std::max(site->recordCount, 0), 0);
@@ -166,7 +167,7 @@ void ddAssignIlevels(ddSite *site) {
     if (ddNextIlevel < DD_ILEVEL_LAST)
       ddNextIlevel++;
     else
-      std::printf("WARNING: Internal format level overflow\n");
+      ddReport(DD_MSG_LEVEL_OVERFLOW, "WARNING: Internal format level overflow\n");
   }
   ddIndexSiteChanged(site->siteNo);
 }

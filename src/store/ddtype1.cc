@@ -10,6 +10,7 @@
 #include <string_view>
 
 #include "rkdd/keywords.h"
+#include "support/ddreport.h"
 
 namespace {
 
@@ -34,6 +35,7 @@ int ddTypeSize(int tagType) {
   char *at = std::to_chars(line + 18, line + 40, tagType).ptr;
   std::string_view rest = " not supported!\n";
   std::memcpy(at, rest.data(), rest.size());
-  std::fwrite(line, 1, static_cast<size_t>(at - line) + rest.size(), stdout);
+  ddReportText(tagType >= 0 && tagType < kTypeCount ? DD_MSG_NO_ELEMENT_TYPE : DD_MSG_UNKNOWN_TAG_TYPE, line,
+               static_cast<size_t>(at - line) + rest.size());
   return 0;
 }

@@ -1,0 +1,81 @@
+/*
+** Messages: the table of message kinds, the handler a host may install, and
+** ddReport, through which every message of the library goes: printed as it
+** always was by default, handed to the handler as one call when there is one.
+*/
+#include "ddreport.h"
+
+#include <cstdarg>
+#include <cstdio>
+#include <string>
+#include <string_view>
+
+const ddMessageKind ddMessageKinds[DD_MSG_COUNT] = {
+#define DD_MSG_ROW(name, id, severity, printed) {id, DD_MESSAGE_##severity, printed},
+    DD_MESSAGES(DD_MSG_ROW)
+#undef DD_MSG_ROW
+};
+
+namespace {
+
+ddMessageHandler handler;
+void *handlerContext;
+ddPlace place;
+const char *file;
+
+/* Hands text to the handler, less the line ends before and after it: the
+** default's blank lines around "Aborted." and the like are layout, not text. */
+void deliver(int kind, std::string_view text) {
+  while (!text.empty() && text.front() == '\n') text.remove_prefix(1);
+  while (!text.empty() && text.back() == '\n') text.remove_suffix(1);
+  std::string copy(text); /* the handler gets a terminated text */
+  ddMessage message = {ddMessageKinds[kind].severity, ddMessageKinds[kind].id, copy.c_str(),
+                       file, place.line, place.column};
+  handler(&message, handlerContext);
+}
+
+} // namespace
+
+void ddSetMessageHandler(ddMessageHandler h, void *context) {
+  handler = h;
+  handlerContext = h ? context : nullptr;
+}
+
+void ddReport(int kind, const char *format, ...) {
+  va_list args;
+  va_start(args, format);
+  if (handler == nullptr) {
+    if (ddMessageKinds[kind].printed) std::vprintf(format, args);
+  } else {
+    /* Every text is short (names and values are cut at 99 characters); a
+    ** longer one is formatted a second time into room of its size. */
+    char small[512];
+    va_list again;
+    va_copy(again, args);
+    int n = std::vsnprintf(small, sizeof small, format, args);
+    if (n >= 0 && static_cast<size_t>(n) < sizeof small) {
+      deliver(kind, std::string_view(small, static_cast<size_t>(n)));
+    } else if (n >= 0) {
+      std::string big(static_cast<size_t>(n), '\0');
+      std::vsnprintf(big.data(), big.size() + 1, format, again);
+      deliver(kind, big);
+    }
+    va_end(again);
+  }
+  va_end(args);
+}
+
+void ddReportText(int kind, const char *text, size_t length) {
+  if (handler != nullptr)
+    deliver(kind, std::string_view(text, length));
+  else if (ddMessageKinds[kind].printed)
+    std::fwrite(text, 1, length, stdout);
+}
+
+int ddReportHandled(void) { return handler != nullptr; }
+
+void ddReportAt(ddPlace at) { place = at; }
+
+ddPlace ddReportPlace(void) { return place; }
+
+void ddReportFile(const char *path) { file = path; }
