@@ -22,7 +22,7 @@ std::map<std::string, long> liveBlocks() {
 
 /* What examples/scene.schema holds. */
 constexpr long kData = 11, kRecords = 6, kDefinitions = kData + kRecords;
-constexpr long kStructs = 4, kMembers = 2 + 2 + 10 + 2; /* LpPoint, LpMode, LpBody, LpHeaderBody */
+constexpr long kStructs = 4, kMembers = 2 + 2 + 9 + 2;  /* LpPoint, LpMode, LpBody, LpHeaderBody */
 constexpr long kLists = 3, kListItems = 2 + 2 + 1;      /* parents, children, aliases */
 constexpr long kDescribes = 1, kDefines = 1;
 constexpr long kLabels = 11 + 5;                /* every data item, every record but LpGroup */
@@ -30,7 +30,7 @@ constexpr long kMessages = 2;                   /* LpName, LpLight */
 constexpr long kPrefixes = 2;                   /* LpHeader, LpLight */
 constexpr long kStructNames = 5;                /* every record but LpGroup (rkNULL) */
 constexpr long kListNames = 2 + 2 + 1;          /* PARENT=, CHILD=, ALIAS= options */
-constexpr long kFieldNames = 1;                 /* FN=radius */
+constexpr long kFieldNames = 0;                 /* no FN= option */
 constexpr long kRecordsWithFields = 5;          /* as kStructNames */
 constexpr long kRecordsWithLinks = 4;           /* LpHeader, LpLight, LpStrobe, LpGroup */
 constexpr long kLinkArrays = 1 + 2 + 1 + 1;     /* LpLight has parents and aliases */

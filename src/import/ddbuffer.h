@@ -9,6 +9,8 @@
 #include <stddef.h>
 #include <stdint.h>
 
+#include "support/ddreport.h"
+
 /* Kinds of entry, as passed to ddBufferAddName; 2 to 5 also name the kind of
 ** item passed to ddBufferAddItem (a member for 2, a list item for 3 to 5). */
 enum {
@@ -70,6 +72,9 @@ typedef struct ddBufData {
   char *defStr;
   int32_t defSet;
   int32_t isEnum;
+  /* Where the name and the options that later steps report on stand; 0
+  ** when the read had no handler to tell (see ddReportHandled). */
+  ddPlace place, typePlace, minPlace, maxPlace, defPlace, xcodePlace;
 } ddBufData;
 
 typedef struct ddBufRecord {
@@ -92,6 +97,7 @@ typedef struct ddBufRecord {
   char *childName;
   char *aliasName;
   char *prefix;
+  ddPlace place, typePlace, structPlace, parentPlace, childPlace, aliasPlace, xcodePlace;
 } ddBufRecord;
 
 typedef struct ddBufStruct {
@@ -105,6 +111,7 @@ typedef struct ddBufStruct {
   int32_t nextBit;
   int32_t nextIndex; /* index of the next member: all members so far */
   int32_t holdsEnum;
+  ddPlace place;
 } ddBufStruct;
 
 typedef struct ddBufMember {
@@ -116,27 +123,32 @@ typedef struct ddBufMember {
   int32_t off;
   int32_t share;
   int32_t pad;
+  ddPlace place;
 } ddBufMember;
 
 typedef struct ddBufCodeList {
   char *name;
   int32_t count;  /* items so far: the index of the next one */
   intptr_t items; /* ddBufCodeItem items by index */
+  ddPlace place;
 } ddBufCodeList;
 
 typedef struct ddBufCodeItem {
   char *name;
   int32_t index;
+  ddPlace place;
 } ddBufCodeItem;
 
 typedef struct ddBufDescribe {
   char *name;
   char *text;
+  ddPlace place;
 } ddBufDescribe;
 
 typedef struct ddBufDefine {
   char *name;
   char *value;
+  ddPlace place;
 } ddBufDefine;
 
 /* strcmp of the two names; the difference of the two numbers. Both take

@@ -126,7 +126,7 @@ struct ElementShape {
 };
 
 void flagLengthError(const ddBufMember *member, int32_t len) {
-  ddReport(DD_MSG_FLAG_LENGTH, "ERROR: Type \"MTYPE_FLAG\" should have a length of 1 bit.\n\t(%s, LEN=%d)\n", member->name, len);
+  ddReportOn(member->place, DD_MSG_FLAG_LENGTH, "ERROR: Type \"MTYPE_FLAG\" should have a length of 1 bit.\n\t(%s, LEN=%d)\n", member->name, len);
 }
 
 /* Types 9, 10, 11 and 15 take their size from a data item's len, which a
@@ -151,10 +151,10 @@ ElementShape shapeOf(const ddBufMember *member, int type, const ddBufData *data)
   case MTYPE_XFORM:
     return {-1, 0};
   case MTYPE_DATA:
-    ddReport(DD_MSG_MTYPE_DATA, "WARNING: Do you know what \"MTYPE_DATA\" is?  I don't :)\n");
+    ddReportOn(member->place, DD_MSG_MTYPE_DATA, "WARNING: Do you know what \"MTYPE_DATA\" is?  I don't :)\n");
     return {data ? data->len : 0, 0};
   default:
-    ddReport(DD_MSG_INVALID_TYPE, "ERROR: Invalid type, \"%s\"=%d\n", member->name, type);
+    ddReportOn(member->place, DD_MSG_INVALID_TYPE, "ERROR: Invalid type, \"%s\"=%d\n", member->name, type);
     return {0, 0};
   }
 }
@@ -187,7 +187,7 @@ enum MemberStep { kStop, kReady, kNeedsInner };
   if (member->pad == 0) {
     m.data = ddBufferMemberTarget(autosizeBuffer, member, &m.record);
     if (m.data == nullptr && m.record == nullptr) {
-      ddReport(DD_MSG_UNKNOWN_ELEMENT, "ERROR: Unknown element, \"%s\"\n", member->name);
+      ddReportOn(member->place, DD_MSG_UNKNOWN_ELEMENT, "ERROR: Unknown element, \"%s\"\n", member->name);
       return kStop;
     }
     type = m.data ? m.data->type : m.record->type;
@@ -195,12 +195,12 @@ enum MemberStep { kStop, kReady, kNeedsInner };
   }
   m.shape = shapeOf(member, type, m.data);
   if (member->ptr || m.record == nullptr) return kReady;
-  if (m.shape.size != -1) ddReport(DD_MSG_RECORD_NOT_HELD, "ERROR: Invalid type for recorddef \"%s\"\n", member->name);
+  if (m.shape.size != -1) ddReportOn(member->place, DD_MSG_RECORD_NOT_HELD, "ERROR: Invalid type for recorddef \"%s\"\n", member->name);
   const char *name = m.record->structName;
   m.inner = name ? static_cast<ddBufStruct *>(ddBufferFindName(name, autosizeBuffer->structs)) : nullptr;
   if (m.inner != nullptr) return kNeedsInner;
   /* A record without a structure is written rkNULL in the file. */
-  ddReport(DD_MSG_STRUCTURE_REFERENCE, "ERROR: Invalid structure reference \"%s\"\n", name ? name : "rkNULL");
+  ddReportOn(member->place, DD_MSG_STRUCTURE_REFERENCE, "ERROR: Invalid structure reference \"%s\"\n", name ? name : "rkNULL");
   m.shape.size = 0;
   return kReady;
 }
@@ -220,13 +220,13 @@ enum MemberStep { kStop, kReady, kNeedsInner };
     if (m.inner != nullptr) {
       shape.size = innerSize;
     } else if (m.record == nullptr && shape.size == -1) {
-      ddReport(DD_MSG_DATA_NOT_HELD, "ERROR: Invalid type for datadef \"%s\"\n", member->name);
+      ddReportOn(member->place, DD_MSG_DATA_NOT_HELD, "ERROR: Invalid type for datadef \"%s\"\n", member->name);
       shape.size = 0;
     }
     total = m.count != 0 ? int64_t{shape.size} * m.count : shape.size;
   }
   if (shape.size == -1) {
-    ddReport(DD_MSG_COMPILE_TIME, "ERROR: Structure \"%s\" has compile-time offsets. (Can't autosize)\n", member->name);
+    ddReportOn(member->place, DD_MSG_COMPILE_TIME, "ERROR: Structure \"%s\" has compile-time offsets. (Can't autosize)\n", member->name);
     total = 0;
   }
 
@@ -259,11 +259,13 @@ enum MemberStep { kStop, kReady, kNeedsInner };
 }
 
 /* The first half of a structure: true when its members are to be walked,
-** which marks it in progress; otherwise *size is what it measures. */
+** which marks it in progress; otherwise *size is what it measures. A
+** structure met again while in progress is reported at the place at hand,
+** the member that holds it. */
 bool enterStruct(ddBufStruct *structure, int32_t *size) {
   switch (structure->state) {
   case kSized:
-    if (structure->len == 0) ddReport(DD_MSG_ZERO_LENGTH, "WARNING: \"%s\" has a length of 0.\n", structure->name);
+    if (structure->len == 0) ddReportOn(structure->place, DD_MSG_ZERO_LENGTH, "WARNING: \"%s\" has a length of 0.\n", structure->name);
     *size = structure->len;
     return false;
   case kInProgress:
@@ -281,7 +283,7 @@ bool enterStruct(ddBufStruct *structure, int32_t *size) {
   }
   if (structure->len > 0) {
     structure->state = kSized;
-    ddReport(DD_MSG_HARDCODED_LENGTH, "WARNING: Structure \"%s\" uses hardcoded lengths. (Skipping autosize)\n", structure->name);
+    ddReportOn(structure->place, DD_MSG_HARDCODED_LENGTH, "WARNING: Structure \"%s\" uses hardcoded lengths. (Skipping autosize)\n", structure->name);
     *size = structure->len;
   }
   if (structure->state != kNotVisited) return false;
@@ -348,11 +350,13 @@ int ddSizeStruct(ddBufStruct *structure) {
         stop = true;
       } else if (step == kReady) {
         stop = finishMember(m, 0) != 0;
-      } else if (enterStruct(m.inner, &size)) {
-        inner = m.inner;
-        top.member = m;
-        break;
       } else {
+        ddReportAt(m.member->place); /* a cycle is told at the member that closes it */
+        if (enterStruct(m.inner, &size)) {
+          inner = m.inner;
+          top.member = m;
+          break;
+        }
         stop = finishMember(m, size) != 0;
       }
       if (stop) break;
@@ -377,6 +381,7 @@ int ddSizeMember(ddBufMember *member, ddBufStruct *structure) {
   case kReady:
     return finishMember(m, 0);
   default:
+    ddReportAt(member->place);
     return finishMember(m, ddSizeStruct(m.inner));
   }
 }

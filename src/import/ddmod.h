@@ -30,6 +30,10 @@ ddBuildContext *ddBuildSite(ddBuffer *buffer, int siteNo);
 int ddBuildDataDef(ddBufData *entry, ddBuildContext *context);
 int ddBuildRecordDef(ddBufRecord *entry, ddBuildContext *context);
 
+/* What only a handler hears of a built file (ddlint1): names that name
+** nothing, texts kept nowhere, definitions nothing uses, an empty file. */
+void ddLintBuffer(ddBuffer *buffer);
+
 /* The code that the data item or record of this name has or will have in
 ** the site being built, or 0 for a name the file does not define. */
 int ddCodeFromName(ddBuildContext *context, const char *name);

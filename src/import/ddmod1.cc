@@ -58,8 +58,10 @@ template <typename Entry> void writeAttributes(ddSchema *head, const Entry *entr
   head->arrayCount = entry->acnt;
 }
 
-/* Creation and the plain setters that both kinds share; each refusal counts. */
+/* Creation and the plain setters that both kinds share; each refusal counts.
+** What setting the tag type reports is about the type's keyword. */
 template <typename Entry> void setCommon(ddBuildContext *context, int code, const Entry *entry) {
+  ddReportAt(entry->typePlace);
   context->errors += !ddSetTagType(code, entry->type);
   context->errors += !ddSetName(code, entry->name);
   context->errors += !ddSetLabel(code, entry->label);
@@ -69,8 +71,8 @@ template <typename Entry> void setCommon(ddBuildContext *context, int code, cons
 /* A record names a structure or list that the file does not define. The
 ** record is built without that table; the text is at fault, not the store,
 ** so this is reported and not counted. */
-void reportMissing(const char *what, const char *name, const char *record) {
-  ddReport(DD_MSG_NOT_DEFINED, "ERROR: %s \"%s\" of \"%s\" not defined.\n", what, name, record);
+void reportMissing(ddPlace at, const char *what, const char *name, const char *record) {
+  ddReportOn(at, DD_MSG_NOT_DEFINED, "ERROR: %s \"%s\" of \"%s\" not defined.\n", what, name, record);
 }
 
 int32_t *buildCodeTable(ddBuildContext *context, ddBufCodeList *list) {
@@ -89,14 +91,14 @@ using LinkSetter = int (*)(int code, int *codes, int count);
 using LinkTableFor = int32_t *(*)(ddBuildContext *, ddBufCodeList *);
 
 void setLinks(ddBuildContext *context, int code, const ddBufRecord *entry, const char *listName,
-              intptr_t set, const char *what, LinkTableFor tableFor, LinkSetter setter) {
+              ddPlace at, intptr_t set, const char *what, LinkTableFor tableFor, LinkSetter setter) {
   if (listName == nullptr) return;
   auto *list = static_cast<ddBufCodeList *>(ddBufferFindName(listName, set));
-  if (list == nullptr) return reportMissing(what, listName, entry->name);
+  if (list == nullptr) return reportMissing(at, what, listName, entry->name);
   /* A record keeps each list's count in one byte. */
   int count = list->count;
   if (count > UINT8_MAX) {
-    ddReport(DD_MSG_LIST_CUT, "ERROR: %s \"%s\" of \"%s\" has %d items; the first %d are kept.\n", what, listName,
+    ddReportOn(at, DD_MSG_LIST_CUT, "ERROR: %s \"%s\" of \"%s\" has %d items; the first %d are kept.\n", what, listName,
                 entry->name, count, UINT8_MAX);
     count = UINT8_MAX;
   }
@@ -199,7 +201,8 @@ int ddBuildDataDef(ddBufData *entry, ddBuildContext *context) {
     context->errors += !ddSetLength(code, entry->len);
   writeAttributes(&ddGetDSchema(code)->head, entry);
   if (entry->minSet || entry->maxSet) {
-    if (!(entry->minSet && entry->maxSet)) ddReport(DD_MSG_PARTIAL_RANGE, "Warning: Range only partially determined.\n");
+    if (!(entry->minSet && entry->maxSet))
+      ddReportOn(entry->minSet ? entry->minPlace : entry->maxPlace, DD_MSG_PARTIAL_RANGE, "Warning: Range only partially determined.\n");
     context->errors += !ddSetRange(code, entry->min, entry->max);
   }
   if (entry->defSet) context->errors += !ddSetDefVal(code, entry->defVal);
@@ -220,13 +223,16 @@ int ddBuildRecordDef(ddBufRecord *entry, ddBuildContext *context) {
   if (entry->structName != nullptr) {
     auto *structure = static_cast<ddBufStruct *>(ddBufferFindName(entry->structName, buffer->structs));
     if (structure == nullptr)
-      reportMissing("Structure", entry->structName, entry->name);
+      reportMissing(entry->structPlace, "Structure", entry->structName, entry->name);
     else
       context->errors += !ddSetField(code, ddFieldTableFor(context, structure), structure->memberCount);
   }
-  setLinks(context, code, entry, entry->aliasName, buffer->aliases, "Alias list", ddAliasTableFor, ddSetAlias);
-  setLinks(context, code, entry, entry->parentName, buffer->parents, "Parent list", ddParentTableFor, ddSetParent);
-  setLinks(context, code, entry, entry->childName, buffer->children, "Child list", ddChildTableFor, ddSetChild);
+  setLinks(context, code, entry, entry->aliasName, entry->aliasPlace, buffer->aliases, "Alias list",
+           ddAliasTableFor, ddSetAlias);
+  setLinks(context, code, entry, entry->parentName, entry->parentPlace, buffer->parents, "Parent list",
+           ddParentTableFor, ddSetParent);
+  setLinks(context, code, entry, entry->childName, entry->childPlace, buffer->children, "Child list",
+           ddChildTableFor, ddSetChild);
 
   auto *describe = static_cast<ddBufDescribe *>(ddBufferFindName(entry->name, buffer->describes));
   if (describe != nullptr && describe->text != nullptr) context->errors += !ddSetDesc(code, describe->text);
@@ -282,8 +288,23 @@ std::deque<ddBuffer> &keptBuffers() {
 void ddFuzzResetImport(void) { keptBuffers().clear(); }
 #endif
 
+namespace {
+/* Messages are about the file being imported while the import runs. */
+struct ImportFile {
+  explicit ImportFile(const char *path) {
+    ddReportFile(path);
+    ddReportAt({0, 0});
+  }
+  ~ImportFile() {
+    ddReportFile(nullptr);
+    ddReportAt({0, 0});
+  }
+};
+} // namespace
+
 int ddImportSchema(const char *path, int *siteNo) {
   int result = 0;
+  ImportFile about(path);
   ddBuffer &buffer = keptBuffers().emplace_back();
   ddBufferInit(&buffer);
   if (!ddReadSchemaFile(path, &buffer)) return 0;
@@ -295,7 +316,9 @@ int ddImportSchema(const char *path, int *siteNo) {
 
   int caching = ddCacheFixups(1);
   if (ddBuildContext *context = ddBuildSite(&buffer, site)) {
+    if (ddReportHandled()) ddLintBuffer(&buffer);
     ddBufferRelease(&buffer);
+    ddReportAt({0, 0}); /* what follows is about the file as a whole */
     if (context->errors != 0)
       ddReport(DD_MSG_ERRORS_COUNTED, "%d errors during parsing\n", context->errors);
     else

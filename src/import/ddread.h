@@ -40,7 +40,11 @@ enum {
 ** reaches end, so a file of any size needs one chunk of memory; without,
 ** the text ends at end. read counts the bytes of every chunk so far, and
 ** mark is where the unit at hand began, counted the same way; a file whose
-** unit runs past DD_UNIT_LIMIT sets overrun, and its input ends there. */
+** unit runs past DD_UNIT_LIMIT sets overrun, and its input ends there.
+** Places are worked out only while track is set (a handler is there to be
+** told them): the newlines before counted, a point of the text at hand, are
+** counted into line, and lineStart is where that line began, counted as read
+** is. A stream made with track 0 costs nothing for them. */
 typedef struct ddStream {
   const char *at;
   const char *end;
@@ -50,7 +54,15 @@ typedef struct ddStream {
   long long read;
   long long mark;
   int overrun;
+  int track;
+  const char *counted;
+  int32_t line;
+  long long lineStart;
 } ddStream;
+
+/* The place of p, a point of the text at hand at or behind every point
+** asked for before; {0, 0} when the stream does not track places. */
+ddPlace ddStreamPlace(ddStream *stream, const char *p);
 
 /* Notes that a new unit begins at the next character. */
 void ddMarkUnit(ddStream *stream);

@@ -10,15 +10,19 @@
 
 #include <algorithm>
 #include <array>
+#include <cctype>
 #include <cfloat>
+#include <climits>
 #include <cmath>
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <memory>
 #include <string_view>
 
+#include "import/ddhint.h"
 #include "import/ddutil.h"
 #include "store/ddstore.h"
 #include "support/rkmem.h"
@@ -39,7 +43,9 @@ bool refill(ddStream *s) {
     s->at = s->end;
     return false;
   }
+  if (s->track) ddStreamPlace(s, s->end); /* the lines of this chunk, before it goes */
   size_t got = std::fread(s->chunk, 1, s->chunkSize, s->file);
+  s->counted = s->chunk;
   s->at = s->chunk;
   s->end = s->chunk + got;
   s->read += static_cast<long long>(got);
@@ -72,6 +78,8 @@ constexpr std::array<uint8_t, 256> kCharClass = [] {
 }();
 bool hasClass(int c, uint8_t cls) { return (kCharClass[static_cast<unsigned char>(c)] & cls) != 0; }
 
+bool isBlankChar(char c) { return hasClass(c, kBlankChar); }
+
 /* Objects rather than functions, so that a scan given one inlines it. */
 constexpr auto isBlank = [](int c) { return hasClass(c, kBlankChar); };
 constexpr auto isWhite = [](int c) { return hasClass(c, kWhiteChar); };
@@ -83,6 +91,18 @@ struct Gather {
   int size;
   int len = 0;
   bool cut = false;
+  ddStream *placeIn = nullptr; /* when set, first is found: the place of the first non-blank */
+  ddPlace first{};
+  bool placed = false;
+
+  /* Notes the first non-blank of [from, to), text of placeIn at hand. */
+  void place(const char *from, const char *to) {
+    if (placeIn == nullptr || placed) return;
+    while (from < to && isBlankChar(*from)) from++;
+    if (from == to) return;
+    first = ddStreamPlace(placeIn, from);
+    placed = true;
+  }
 
   void add(int c) {
     if (len < size - 1)
@@ -110,7 +130,10 @@ template <class Stop> void passUntil(ddStream *s, Stop stop, Gather *g = nullptr
   while (more(s)) {
     const char *p = s->at;
     while (p < s->end && !stop(static_cast<unsigned char>(*p))) p++;
-    if (g) g->add(s->at, p);
+    if (g) {
+      g->place(s->at, p);
+      g->add(s->at, p);
+    }
     s->at = p;
     if (p < s->end) return;
   }
@@ -127,7 +150,7 @@ template <class Keep> void skipWhile(ddStream *s, Keep keep) {
 ** the word into g and gives the stop character, which is left unread. Any
 ** other shape gives kEnd with nothing read, and the full scan reads it to
 ** the same result. */
-int takePlainItem(ddStream *s, int separator, int terminator, Gather &g) {
+int takePlainItem(ddStream *s, int separator, int terminator, Gather &g, ddPlace *place) {
   /* A plain word ends at any separator or terminator that the commands'
   ** lists use, and one that is not this list's sends the item to the full
   ** scan, as does a list with stops of its own. */
@@ -142,6 +165,7 @@ int takePlainItem(ddStream *s, int separator, int terminator, Gather &g) {
   int stop = static_cast<unsigned char>(*p);
   if (stop != separator && stop != terminator) return kEnd;
   g.add(word, wordEnd);
+  if (s->track) *place = ddStreamPlace(s, word);
   s->at = p;
   return stop;
 }
@@ -155,8 +179,12 @@ int gatherItem(ddStream *s, Gather &g, int separator, int terminator) {
   auto endsQuoted = [](int c) { return c == '\\' || c == '"'; };
   for (;;) {
     gatherUntil(s, g, endsText);
-    if (take(s, '=')) g.add('=');
+    if (take(s, '=')) {
+      g.place(s->at - 1, s->at);
+      g.add('=');
+    }
     if (take(s, '"')) {
+      g.place(s->at - 1, s->at);
       g.add('"');
       for (;;) {
         gatherUntil(s, g, endsQuoted);
@@ -179,9 +207,10 @@ int gatherItem(ddStream *s, Gather &g, int separator, int terminator) {
 
 /* A word as "%s" reads it: white space skipped, then up to the next white
 ** space. False, with nothing read, at end of input. */
-bool readWord(ddStream *s, char *out, int size) {
+bool readWord(ddStream *s, char *out, int size, ddPlace *place) {
   skipWhile(s, isWhite);
   if (peek(s) == kEnd) return false;
+  if (s->track) ddReportAt(*place = ddStreamPlace(s, s->at));
   ddMarkUnit(s);
   Gather word{out, size};
   gatherUntil(s, word, isWhite);
@@ -196,41 +225,77 @@ char *copyText(const char *text) { return ddBufferText(text, std::strlen(text));
 ** the entries. */
 void setText(char *&field, const char *value) { field = copyText(value); }
 
+/* What the read at hand reports beyond the default, known while it runs:
+** whether a handler is there to hear it, where the command's word and name
+** stood, and the key of the option being applied. */
+bool tracking;
+ddPlace wordPlace, namePlace;
+const char *optionKey = "";
+
+/* A number option's value that is not wholly a number is used as far as it
+** goes; a handler hears of it. */
+void checkNumber(const char *v, const char *end, bool range, const char *what) {
+  if (tracking && (end == v || *end != 0 || range))
+    ddReport(DD_MSG_BAD_NUMBER, "WARNING: Value of %s is not %s: \"%s\".\n", optionKey, what, v);
+}
+
 /* atoi and atof without their undefined cases: a number too large for an int
 ** wraps as strtol's long does, one too large for a float becomes infinite. */
-int toInt(const char *v) { return static_cast<int>(std::strtol(v, nullptr, 10)); }
+int toInt(const char *v) {
+  char *end;
+  long n = std::strtol(v, &end, 10);
+  checkNumber(v, end, n < INT_MIN || n > INT_MAX, "a whole number that an int holds");
+  return static_cast<int>(n);
+}
 float toFloat(const char *v) {
-  double d = std::strtod(v, nullptr);
+  char *end;
+  double d = std::strtod(v, &end);
+  checkNumber(v, end, false, "a number");
   if (std::fabs(d) > FLT_MAX && std::isfinite(d)) return d > 0 ? HUGE_VALF : -HUGE_VALF;
   return static_cast<float>(d);
 }
 
 /* The texts of the items of the latest list: a slot of DD_ITEM_SIZE each.
 ** Every list statement of a file is read, used and let go before the next
-** is read, so one set of slots serves them all and no item needs a block. */
+** is read, so one set of slots serves them all and no item needs a block.
+** listPlaces holds where each item's first character stood. */
 char listSlots[DD_LIST_SLOTS][DD_ITEM_SIZE];
+ddPlace listPlaces[DD_LIST_SLOTS];
 
 /* ---- Option tables --------------------------------------------------- */
 
 template <class E> struct Option {
   std::string_view key;
   void (*apply)(E *entry, const char *value);
+  ddPlace E::*place = nullptr; /* where the entry keeps the option's place for later steps */
 };
 
 /* Applies the row of key, or gives false when no row has it. */
 template <class E, size_t N>
-bool applyOption(const Option<E> (&table)[N], E *entry, const char *key, const char *value) {
+bool applyOption(const Option<E> (&table)[N], E *entry, const char *key, const char *value, ddPlace at) {
   for (const Option<E> &row : table)
     if (row.key == key) {
+      optionKey = key;
       row.apply(entry, value);
+      if (row.place) entry->*row.place = at;
       return true;
     }
   return false;
 }
 
+/* An option that changes nothing where it stands; a handler hears why. */
+void noEffect(const char *why) {
+  if (tracking) ddReport(DD_MSG_NO_EFFECT, "WARNING: %s has no effect: %s.\n", optionKey, why);
+}
+
 /* Rows that data items and records share; their fields have the same names. */
 template <class E> void optAcnt(E *e, const char *v) { e->acnt = toInt(v); }
-template <class E> void optKey(E *e, const char *v) { e->key = toInt(v); }
+template <class E> void optKey(E *e, const char *v) {
+  e->key = toInt(v);
+  if (tracking && (e->key < 0 || e->key > static_cast<int>(DD_FLAG_KEY_MASK)))
+    ddReport(DD_MSG_KEY_OUT_OF_RANGE, "WARNING: KEY %d is out of range 0..%u; it keeps its low bits.\n",
+             e->key, DD_FLAG_KEY_MASK);
+}
 template <class E> void optNoDisp(E *e, const char *) { e->disp = 0; }
 template <class E> void optNoEdit(E *e, const char *) { e->edit = 0; }
 template <class E> void optNoSearch(E *e, const char *) { e->search = 0; }
@@ -242,8 +307,17 @@ template <class E> void optXcode(E *e, const char *v) { setText(e->xcode, v); }
 
 constexpr int kTextType = 11;
 
+/* Types whose length the file gives; every other type has a fixed one. */
+bool takesLength(int type) {
+  return type == MTYPE_FLAG || type == MTYPE_ENUM || type == MTYPE_TEXT || type == MTYPE_DATA;
+}
+
 constexpr Option<ddBufData> kDataOptions[] = {
-    {"LEN", [](ddBufData *d, const char *v) { d->len = toInt(v); }},
+    {"LEN",
+     [](ddBufData *d, const char *v) {
+       d->len = toInt(v);
+       if (!takesLength(d->type)) noEffect("the type has a length of its own");
+     }},
     {"ACNT", optAcnt<ddBufData>},
     {"DEF",
      [](ddBufData *d, const char *v) {
@@ -252,17 +326,20 @@ constexpr Option<ddBufData> kDataOptions[] = {
        else
          d->defVal = toFloat(v);
        d->defSet = 1;
-     }},
+     },
+     &ddBufData::defPlace},
     {"MIN",
      [](ddBufData *d, const char *v) {
        d->min = toFloat(v);
        d->minSet = 1;
-     }},
+     },
+     &ddBufData::minPlace},
     {"MAX",
      [](ddBufData *d, const char *v) {
        d->max = toFloat(v);
        d->maxSet = 1;
-     }},
+     },
+     &ddBufData::maxPlace},
     {"KEY", optKey<ddBufData>},
     {"NODISP", optNoDisp<ddBufData>},
     {"NOEDIT", optNoEdit<ddBufData>},
@@ -271,15 +348,19 @@ constexpr Option<ddBufData> kDataOptions[] = {
     {"MSG", optMsg<ddBufData>},
     {"SITE", optSite<ddBufData>},
     {"VER", optVer<ddBufData>},
-    {"XCODE", optXcode<ddBufData>},
+    {"XCODE", optXcode<ddBufData>, &ddBufData::xcodePlace},
     {"ENUM", [](ddBufData *d, const char *) { d->isEnum = 1; }},
 };
 
 constexpr Option<ddBufRecord> kRecordOptions[] = {
-    {"LEV", [](ddBufRecord *r, const char *v) { r->lev = ddLevelFromName(v); }},
-    {"PARENT", [](ddBufRecord *r, const char *v) { setText(r->parentName, v); }},
-    {"CHILD", [](ddBufRecord *r, const char *v) { setText(r->childName, v); }},
-    {"ALIAS", [](ddBufRecord *r, const char *v) { setText(r->aliasName, v); }},
+    {"LEV",
+     [](ddBufRecord *r, const char *v) {
+       r->lev = ddLevelFromName(v);
+       if (std::isdigit(static_cast<unsigned char>(*v))) toInt(v); /* a number must be whole */
+     }},
+    {"PARENT", [](ddBufRecord *r, const char *v) { setText(r->parentName, v); }, &ddBufRecord::parentPlace},
+    {"CHILD", [](ddBufRecord *r, const char *v) { setText(r->childName, v); }, &ddBufRecord::childPlace},
+    {"ALIAS", [](ddBufRecord *r, const char *v) { setText(r->aliasName, v); }, &ddBufRecord::aliasPlace},
     {"ACNT", optAcnt<ddBufRecord>},
     {"KEY", optKey<ddBufRecord>},
     {"NODISP", optNoDisp<ddBufRecord>},
@@ -289,7 +370,7 @@ constexpr Option<ddBufRecord> kRecordOptions[] = {
     {"MSG", optMsg<ddBufRecord>},
     {"SITE", optSite<ddBufRecord>},
     {"VER", optVer<ddBufRecord>},
-    {"XCODE", optXcode<ddBufRecord>},
+    {"XCODE", optXcode<ddBufRecord>, &ddBufRecord::xcodePlace},
     {"PREFIX", [](ddBufRecord *r, const char *v) { setText(r->prefix, v); }},
 };
 
@@ -299,38 +380,69 @@ constexpr Option<ddBufStruct> kHeaderOptions[] = {
     {"LEN", [](ddBufStruct *s, const char *v) { s->len = toInt(v); }},
 };
 
+/* Every record that import builds is laid out packed by the store, in
+** member order, so these member options change nothing of its layout. */
 constexpr Option<ddBufMember> kMemberOptions[] = {
     {"PTR", [](ddBufMember *m, const char *) { m->ptr = 1; }},
     {"BIT", [](ddBufMember *m, const char *v) { m->bit = toInt(v); }},
-    {"OFF", [](ddBufMember *m, const char *v) { m->off = toInt(v); }},
-    {"FN", [](ddBufMember *m, const char *v) { setText(m->fn, v); }},
-    {"SHARE", [](ddBufMember *m, const char *) { m->share = 1; }},
+    {"OFF",
+     [](ddBufMember *m, const char *v) {
+       m->off = toInt(v);
+       noEffect("offsets are worked out from the members");
+     }},
+    {"FN",
+     [](ddBufMember *m, const char *v) {
+       setText(m->fn, v);
+       noEffect("nothing keeps it");
+     }},
+    {"SHARE",
+     [](ddBufMember *m, const char *) {
+       m->share = 1;
+       noEffect("records are laid out packed, and the member is left out of them");
+     }},
     {"PAD",
      [](ddBufMember *m, const char *v) {
        m->pad = toInt(v);
+       noEffect("records are laid out packed, with no gaps");
        if (m->pad > 0) return;
        ddReport(DD_MSG_PAD_NOT_POSITIVE, "WARNING: Value for PAD must be greater than 0.\n\tSetting to 1.\n");
        m->pad = 1;
      }},
 };
 
+/* The keys of a table, for a hint at a mistyped one. */
+template <class E, size_t N> void hintKey(const Option<E> (&table)[N], const char *key) {
+  if (!tracking || *key == 0) return;
+  const char *keys[N];
+  for (size_t i = 0; i < N; i++) keys[i] = table[i].key.data();
+  ddHintWord(key, keys, static_cast<int>(N));
+}
+
 /* Splits items[first..count) and applies each to entry through table; a key
-** in no row gets the message of unknown, with the key. */
+** in no row gets the message of unknown, with the key. Each item's messages
+** are about its place. */
 template <class E, size_t N>
 void applyOptions(const Option<E> (&table)[N], E *entry, int first, int count, char **items,
                   const char *unknown) {
   char key[DD_OPTION_SIZE], value[DD_OPTION_SIZE];
   for (int i = first; i < count; i++) {
+    if (tracking) ddReportAt(listPlaces[i]);
     ddSplitOption(items[i], key, value);
-    if (!applyOption(table, entry, key, value)) ddReport(DD_MSG_UNKNOWN_OPTION, unknown, key);
+    if (!applyOption(table, entry, key, value, listPlaces[i])) {
+      ddReport(DD_MSG_UNKNOWN_OPTION, unknown, key);
+      hintKey(table, key);
+    }
   }
 }
 
-/* A new entry of the kind named name; null, with the message, when the
-** name is taken. */
+/* A new entry of the kind named name, at the name's place; null, with the
+** message, when the name is taken. */
 template <class E> E *addEntry(ddBuffer *buffer, int kind, const char *name) {
   auto *entry = static_cast<E *>(ddBufferAddName(buffer, kind, name));
-  if (entry == nullptr) ddReport(DD_MSG_ALREADY_DEFINED, "ERROR: \"%s\" already defined!", name);
+  if (entry == nullptr)
+    ddReportOn(namePlace, DD_MSG_ALREADY_DEFINED, "ERROR: \"%s\" already defined!", name);
+  else
+    entry->place = namePlace;
   return entry;
 }
 
@@ -344,13 +456,14 @@ int readCodeList(ddBuffer *buffer, ddStream *s, const char *name, int kind) {
     ddReadList(s, &count, items, " ,;");
     if (count == 0) return 0; /* only the end of input leaves a statement empty */
     /* A name may stand twice: each stays, with an index of its own. */
-    ddBufferAddItem(buffer, kind, &list->items, items[0], list->count++);
+    auto *item = static_cast<ddBufCodeItem *>(
+        ddBufferAddItem(buffer, kind, &list->items, items[0], list->count++));
+    item->place = listPlaces[0];
     ddFreeList(&count, items);
   }
   skipWhile(s, [](int c) { return c == ';' || isBlank(c); });
   return 1;
 }
-
 /* ---- Command loop ---------------------------------------------------- */
 
 struct Command {
@@ -386,20 +499,44 @@ constexpr size_t kChunkSize = DD_CHUNK_SIZE;
 
 void ddMarkUnit(ddStream *s) { s->mark = s->read - (s->end - s->at); }
 
+/* Lines are counted lazily, from the last point asked for to this one: a
+** read asks in file order, so each byte is counted once, by std::count,
+** which compilers vectorise. Line and column stop at INT32_MAX. */
+ddPlace ddStreamPlace(ddStream *s, const char *p) {
+  if (!s->track) return {0, 0};
+  if (p > s->counted) {
+    auto lines = std::count(s->counted, p, '\n');
+    if (lines > 0) {
+      const char *last = p;
+      while (*--last != '\n') {}
+      s->line = static_cast<int32_t>(std::min<long long>(INT32_MAX, s->line + static_cast<long long>(lines)));
+      s->lineStart = s->read - (s->end - last) + 1;
+    }
+    s->counted = p;
+  }
+  long long column = s->read - (s->end - p) - s->lineStart + 1;
+  return {s->line, static_cast<int32_t>(std::min<long long>(INT32_MAX, column))};
+}
+
 void ddSkipSpace(ddStream *s) {
   if (s->at < s->end && !isBlank(static_cast<unsigned char>(*s->at)) && *s->at != '/') return;
   for (;;) {
     skipWhile(s, isBlank);
     if (!take(s, '/')) return;
+    ddPlace slash = ddStreamPlace(s, s->at - 1);
     if (take(s, '/')) {
       skipWhile(s, [](int c) { return c != '\n' && c != '\r'; });
     } else if (take(s, '*')) {
       /* Ends behind the first star that a slash follows, or at end of input. */
+      bool closed = false;
       do {
         skipWhile(s, [](int c) { return c != '*'; });
-      } while (take(s, '*') && !take(s, '/'));
+      } while (take(s, '*') && !(closed = take(s, '/')));
+      if (!closed)
+        ddReportOn(slash, DD_MSG_UNTERMINATED_COMMENT,
+                   "WARNING: A comment begun here never ends; the rest of the file is in it.\n");
     } else if (peek(s) != kEnd) {
-      ddReport(DD_MSG_SLASH, "ERROR: Only comments can start with '/'\n");
+      ddReportOn(slash, DD_MSG_SLASH, "ERROR: Only comments can start with '/'\n");
     }
   }
 }
@@ -416,26 +553,34 @@ int ddReadList(ddStream *s, int *count, char **items, const char *stops) {
   *count = 0;
   if (opener != ' ') {
     if (!ddExpectChar(s, static_cast<char>(opener))) {
-      ddReport(DD_MSG_CANNOT_READ_LIST, "ERROR: Cannot read list\n");
+      ddReportOn(ddStreamPlace(s, s->at), DD_MSG_CANNOT_READ_LIST, "ERROR: Cannot read list\n");
       return 0;
     }
   } else {
     ddSkipSpace(s);
   }
   ddMarkUnit(s);
+  ddPlace start = ddStreamPlace(s, s->at);
   char work[DD_ITEM_SIZE];
   Gather item{work, DD_ITEM_SIZE};
+  if (s->track) item.placeIn = s;
   bool dropped = false;
   for (;;) {
-    int stop = takePlainItem(s, separator, terminator, item);
-    if (stop == kEnd) stop = gatherItem(s, item, separator, terminator);
+    ddPlace at{};
+    int stop = takePlainItem(s, separator, terminator, item, &at);
+    if (stop == kEnd) {
+      stop = gatherItem(s, item, separator, terminator);
+      /* An empty item is where its stop is. */
+      at = item.placed ? item.first : ddStreamPlace(s, s->at);
+    }
     if (stop == kEnd) {
       /* No terminator will come: nothing of the list is kept. */
       *count = 0;
-      ddReport(DD_MSG_CANNOT_READ_LIST, "ERROR: Cannot read list\n");
+      ddReportOn(start, DD_MSG_CANNOT_READ_LIST, "ERROR: Cannot read list\n");
       return 0;
     }
     s->at++;
+    if (s->track) ddReportAt(at);
     item.finish();
     std::string_view text(work, item.len);
     while (!text.empty() && isBlank(text.back())) text.remove_suffix(1);
@@ -444,6 +589,7 @@ int ddReadList(ddStream *s, int *count, char **items, const char *stops) {
       char *slot = listSlots[*count];
       std::memcpy(slot, text.data(), text.size());
       slot[text.size()] = 0;
+      listPlaces[*count] = at;
       items[(*count)++] = slot;
     } else if (!dropped) {
       dropped = true;
@@ -451,6 +597,7 @@ int ddReadList(ddStream *s, int *count, char **items, const char *stops) {
     }
     item.len = 0;
     item.cut = false;
+    item.placed = false;
     if (stop == terminator) break;
   }
   skipWhile(s, [](int c) { return c == ';' || isBlank(c); });
@@ -494,7 +641,7 @@ int ddReadSchemaFile(const char *path, ddBuffer *buffer) {
     if (fstat(fileno(file.get()), &info) == 0 && info.st_size > 0)
       size = std::min(size, static_cast<size_t>(info.st_size));
     chunk.reset(static_cast<char *>(rkAllocate(size)));
-    stream = {nullptr, nullptr, file.get(), chunk.get(), size, 0, 0, 0};
+    stream = {nullptr, nullptr, file.get(), chunk.get(), size, 0, 0, 0, 0, nullptr, 0, 0};
     refill(&stream);
   }
   /* A file that gives an error on its first read (a directory does) counts
@@ -505,23 +652,36 @@ int ddReadSchemaFile(const char *path, ddBuffer *buffer) {
     return 0;
   }
   ddStream *s = &stream;
+  tracking = ddReportHandled();
+  wordPlace = namePlace = ddPlace{};
+  if (tracking) {
+    s->track = 1;
+    s->line = 1;
+    s->counted = s->at;
+    s->lineStart = 0;
+  }
   char word[DD_WORD_SIZE], name[DD_WORD_SIZE];
   char *items[DD_LIST_SLOTS];
   ddSkipSpace(s);
-  while (readWord(s, word, sizeof word)) {
+  while (readWord(s, word, sizeof word, &wordPlace)) {
     ddSkipSpace(s);
-    bool named = readWord(s, name, sizeof name);
+    bool named = readWord(s, name, sizeof name, &namePlace);
     if (s->overrun) break;
     const Command *command = nullptr;
     for (const Command &c : kCommands)
       if (c.word == word && !command) command = &c;
     if (command == nullptr) {
-      ddReport(DD_MSG_UNKNOWN_COMMAND, "Unrecognized command: \"%s\"\n", word);
+      ddReportOn(wordPlace, DD_MSG_UNKNOWN_COMMAND, "Unrecognized command: \"%s\"\n", word);
+      if (tracking) {
+        const char *words[std::size(kCommands)];
+        for (size_t i = 0; i < std::size(kCommands); i++) words[i] = kCommands[i].word.data();
+        ddHintWord(word, words, static_cast<int>(std::size(kCommands)));
+      }
       ddReport(DD_MSG_ABORTED, "Aborted.\n\n");
       return 0;
     }
     if (!named) {
-      ddReport(DD_MSG_MISSING_NAME, "ERROR: No name behind \"%s\" at the end of the file.\n", word);
+      ddReportOn(wordPlace, DD_MSG_MISSING_NAME, "ERROR: No name behind \"%s\" at the end of the file.\n", word);
       break;
     }
     if (command->withList) {
@@ -548,23 +708,50 @@ int ddReadSchemaFile(const char *path, ddBuffer *buffer) {
 namespace {
 /* The tag type that a definition's list names first; an unknown one, or none
 ** (a list that gave nothing), is reported and gives fallback. */
-int typeOf(const char *name, int count, char **items, int fallback, const char *fallbackName) {
+int typeOf(const char *name, int count, char **items, int fallback, const char *fallbackName,
+           ddPlace at) {
   int type = ddTypeFromName(count > 0 ? items[0] : "");
   if (type >= 0) return type;
-  ddReport(DD_MSG_UNKNOWN_TYPE, "ERROR: Type for \"%s\" unknown!  Using %s.\n", name, fallbackName);
+  ddReportOn(at, DD_MSG_UNKNOWN_TYPE, "ERROR: Type for \"%s\" unknown!  Using %s.\n", name, fallbackName);
+  if (tracking && count > 0) ddHintTagType(items[0]);
   return fallback;
+}
+
+/* Where item i of the latest list stood; the name's place for an item the
+** list did not give. */
+ddPlace itemPlace(int i, int count) { return i < count ? listPlaces[i] : namePlace; }
+
+bool isRecordType(int type) {
+  return type == MTYPE_ROOT || type == MTYPE_BEAD || type == MTYPE_REC || type == MTYPE_XFORM;
+}
+
+/* What only a handler hears of a data item's range and default. */
+void checkRange(const ddBufData *d) {
+  if (d->minSet && d->maxSet && d->min > d->max)
+    ddReportOn(d->minPlace, DD_MSG_RANGE_INVERTED, "WARNING: MIN %g of \"%s\" is above its MAX %g.\n",
+               static_cast<double>(d->min), d->name, static_cast<double>(d->max));
+  if (d->defSet && d->type != kTextType &&
+      ((d->minSet && d->defVal < d->min) || (d->maxSet && d->defVal > d->max)))
+    ddReportOn(d->defPlace, DD_MSG_DEFAULT_OUT_OF_RANGE, "WARNING: DEF %g of \"%s\" is outside its range.\n",
+               static_cast<double>(d->defVal), d->name);
 }
 } // namespace
 
 int ddReadDataDef(ddBuffer *buffer, const char *name, int count, char **items) {
   auto *d = addEntry<ddBufData>(buffer, DDBUF_DATA, name);
   if (d == nullptr) return 0;
-  d->type = typeOf(name, count, items, 5, "rktype_ival");
+  d->typePlace = itemPlace(0, count);
+  d->type = typeOf(name, count, items, 5, "rktype_ival", d->typePlace);
+  if (tracking && isRecordType(d->type))
+    ddReportOn(d->typePlace, DD_MSG_DATA_RECORD_TYPE,
+               "WARNING: \"%s\" is a data item of a record's tag type, which has no length.\n", name);
+  if (tracking) ddReportAt(d->typePlace);
   d->len = ddTypeSize(d->type);
   d->disp = d->edit = d->search = 1;
   applyOptions(kDataOptions, d, 1, count, items, "UNRECOGNIZED OPTION! \"%s\"\n");
+  if (tracking) checkRange(d);
   if (d->len == -1) {
-    ddReport(DD_MSG_TEXT_LENGTH,
+    ddReportOn(d->place, DD_MSG_TEXT_LENGTH,
         "ERROR: Size for rktype_text type not specified!\n\tSpecify LEN parameter for \"%s\".\n",
         name);
     d->len = 1;
@@ -576,7 +763,9 @@ int ddReadDataDef(ddBuffer *buffer, const char *name, int count, char **items) {
 int ddReadRecordDef(ddBuffer *buffer, const char *name, int count, char **items) {
   auto *r = addEntry<ddBufRecord>(buffer, DDBUF_RECORD, name);
   if (r == nullptr) return 0;
-  r->type = typeOf(name, count, items, 14, "rktype_rec");
+  r->typePlace = itemPlace(0, count);
+  r->structPlace = itemPlace(1, count);
+  r->type = typeOf(name, count, items, 14, "rktype_rec", r->typePlace);
   /* Without a second item the record has no structure, as with rkNULL. */
   if (count > 1 && std::strcmp(items[1], "rkNULL") != 0 && std::strcmp(items[1], "RK_NULL") != 0)
     r->structName = copyText(items[1]);
@@ -605,7 +794,7 @@ int ddReadStruct(ddBuffer *buffer, ddStream *s, const char *name) {
     /* Most statements name a member and nothing else: such a one is taken
     ** in one step, as the full read below would take it. */
     Gather word{plain, DD_ITEM_SIZE};
-    if (takePlainItem(s, ';', ';', word) == ';') {
+    if (takePlainItem(s, ';', ';', word, &listPlaces[0]) == ';') {
       ddMarkUnit(s);
       s->at++;
       word.finish();
@@ -632,7 +821,7 @@ int ddReadMember(ddBuffer *buffer, ddBufStruct *owner, int count, char **items) 
   applyOptions(kMemberOptions, &scratch, 1, count, items, "UNRECOGNIZED OPTION! \"%s\"\n");
   bool counted = !scratch.share && !scratch.pad;
   if (counted && owner->memberCount == UINT8_MAX) {
-    ddReport(DD_MSG_TOO_MANY_FIELDS, "ERROR: \"%s\" has %d fields already; member \"%s\" is skipped.\n", owner->name,
+    ddReportOn(listPlaces[0], DD_MSG_TOO_MANY_FIELDS, "ERROR: \"%s\" has %d fields already; member \"%s\" is skipped.\n", owner->name,
                 UINT8_MAX, items[0]);
     return 0;
   }
@@ -641,6 +830,7 @@ int ddReadMember(ddBuffer *buffer, ddBufStruct *owner, int count, char **items) 
       ddBufferAddItem(buffer, DDBUF_STRUCT, &owner->members, items[0], owner->nextIndex++));
   scratch.name = m->name;
   scratch.index = m->index;
+  scratch.place = listPlaces[0];
   *m = scratch;
   if (counted) owner->memberCount++;
   return 1;
@@ -679,7 +869,8 @@ int ddReadDefine(ddBuffer *buffer, ddStream *s, const char *name) {
   if (d == nullptr) return 0;
   ddSkipSpace(s);
   char value[DD_TEXT_SIZE];
-  if (!readWord(s, value, DD_TEXT_SIZE)) return 0;
+  ddPlace at;
+  if (!readWord(s, value, DD_TEXT_SIZE, &at)) return 0;
   d->value = copyText(value);
   return 1;
 }

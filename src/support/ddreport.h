@@ -71,7 +71,8 @@
   X(XCODE_UNKNOWN, "xcode-unknown", WARNING, 0)                          \
   X(EMPTY_SCHEMA, "empty-schema", WARNING, 0)                            \
   X(DATA_RECORD_TYPE, "data-record-type", WARNING, 0)                    \
-  X(UNUSED, "unused-definition", WARNING, 0)
+  X(UNUSED, "unused-definition", WARNING, 0)                            \
+  X(DID_YOU_MEAN, "did-you-mean", NOTE, 0)
 
 enum {
 #define DD_MSG_ENUM(name, id, severity, printed) DD_MSG_##name,
@@ -101,6 +102,12 @@ typedef struct ddPlace {
 void ddReport(int kind, const char *format, ...)
 #if defined(__GNUC__)
   __attribute__((format(printf, 2, 3)))
+#endif
+  ;
+/* ddReport about place: the place stays the one at hand after it. */
+void ddReportOn(ddPlace place, int kind, const char *format, ...)
+#if defined(__GNUC__)
+  __attribute__((format(printf, 3, 4)))
 #endif
   ;
 /* ddReport of a text already put together, length bytes long. */

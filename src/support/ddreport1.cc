@@ -41,9 +41,8 @@ void ddSetMessageHandler(ddMessageHandler h, void *context) {
   handlerContext = h ? context : nullptr;
 }
 
-void ddReport(int kind, const char *format, ...) {
-  va_list args;
-  va_start(args, format);
+namespace {
+void reportList(int kind, const char *format, va_list args) {
   if (handler == nullptr) {
     if (ddMessageKinds[kind].printed) std::vprintf(format, args);
   } else {
@@ -62,6 +61,21 @@ void ddReport(int kind, const char *format, ...) {
     }
     va_end(again);
   }
+}
+} // namespace
+
+void ddReport(int kind, const char *format, ...) {
+  va_list args;
+  va_start(args, format);
+  reportList(kind, format, args);
+  va_end(args);
+}
+
+void ddReportOn(ddPlace at, int kind, const char *format, ...) {
+  place = at;
+  va_list args;
+  va_start(args, format);
+  reportList(kind, format, args);
   va_end(args);
 }
 
