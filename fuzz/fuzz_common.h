@@ -18,6 +18,7 @@
 #include "rkdd/rkdd.h"
 #include "store/ddfield.h"
 #include "store/ddstore.h"
+#include "support/ddreport.h"
 #include "support/mlist.h"
 
 /* The library keeps its blocks until the process ends; that is no leak. */
@@ -47,6 +48,35 @@ inline const char *fuzzWriteInput(const uint8_t *data, size_t size) {
   if (size > 0) FUZZ_CHECK(std::fwrite(data, 1, size, f) == size);
   std::fclose(f);
   return path.c_str();
+}
+
+/* ---------------------------------------------------------------------------
+** Messages: a target that installs this handler demands of every message a
+** severity, an id of the library's table, a text, and a place within the
+** input (or none at all).
+*/
+
+struct FuzzInput {
+  long lines; /* line ends in the input, plus 1 */
+};
+
+inline void fuzzHearMessage(const ddMessage *m, void *context) {
+  auto *input = static_cast<const FuzzInput *>(context);
+  FUZZ_CHECK(m->severity >= DD_MESSAGE_ERROR && m->severity <= DD_MESSAGE_NOTE);
+  FUZZ_CHECK(m->id != nullptr && m->text != nullptr);
+  bool known = false;
+  for (const ddMessageKind &k : ddMessageKinds) known |= std::strcmp(k.id, m->id) == 0 && k.severity == m->severity;
+  FUZZ_CHECK(known);
+  FUZZ_CHECK(m->line >= 0 && m->line <= input->lines);
+  FUZZ_CHECK(m->column >= 0 && (m->line > 0 || m->column == 0));
+}
+
+/* Installs the handler for an input of size bytes at data. */
+inline void fuzzHearMessages(const uint8_t *data, size_t size) {
+  static FuzzInput input;
+  input.lines = 1;
+  for (size_t i = 0; i < size; i++) input.lines += data[i] == '\n';
+  ddSetMessageHandler(fuzzHearMessage, &input);
 }
 
 /* ---------------------------------------------------------------------------

@@ -36,6 +36,7 @@ void walkSite(int siteNo) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   const char *path = fuzzWriteInput(data, size);
+  fuzzHearMessages(data, size);
   fuzzFresh([path] {
     int site = -1;
     int result = ddImportSchema(path, &site);

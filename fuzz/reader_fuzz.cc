@@ -17,6 +17,7 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   const char *path = fuzzWriteInput(data, size);
+  fuzzHearMessages(data, size);
   long before = UZA_liveBlocks(nullptr);
   ddBuffer buffer;
   ddBufferInit(&buffer);

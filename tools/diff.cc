@@ -42,20 +42,22 @@ struct StdinFile {
   }
 };
 
-/* Imports one version; -1 after reporting why it cannot be compared. */
-int importVersion(const std::string &path, StdinFile &input) {
+/* Imports one version and reports its diagnostics; its site, or -1 when it
+** made none. *errors is set when the file has errors. */
+int importVersion(const std::string &path, StdinFile &input, bool *errors) {
   std::string real = path;
   if (path == "-") {
     if (!input.fill()) {
       std::cerr << "rkdd: cannot read standard input\n";
+      *errors = true;
       return -1;
     }
     real = input.path;
   }
-  Loaded loaded = loadSchema(real);
-  loaded.path = path;
+  Loaded loaded = loadSchema(real, path == "-" ? STDIN_NAME : path);
   relayDiagnostics(loaded);
-  return loaded.imported ? loaded.site : -1;
+  *errors = *errors || failed(loaded);
+  return loaded.site;
 }
 
 /* How an attribute reads in a line: a field's without its "field". */
@@ -127,10 +129,13 @@ int cmdDiff(const std::string &oldFile, const std::string &newFile, bool json,
     if (f != "-") files.push_back(f);
   if (!openAll(files)) return EXIT_USAGE;
 
+  /* Both are imported, so that the diagnostics of both are seen; a file
+  ** with errors still gives what it can be compared by, and status 2. */
   StdinFile input;
-  int oldSite = importVersion(oldFile, input);
-  int newSite = oldSite < 0 ? -1 : importVersion(newFile, input);
-  if (newSite < 0) return EXIT_USAGE;
+  bool errors = false;
+  int oldSite = importVersion(oldFile, input, &errors);
+  int newSite = importVersion(newFile, input, &errors);
+  if (oldSite < 0 || newSite < 0) return EXIT_USAGE;
 
   kitModel *oldModel = kitModelRead(oldSite), *newModel = kitModelRead(newSite);
   kitDiff *diff = kitDiffModels(oldModel, newModel);
@@ -149,7 +154,7 @@ int cmdDiff(const std::string &oldFile, const std::string &newFile, bool json,
         text += line(diff->changes[i], diff->classes[i]) + "\n";
     std::cout << text << summary(*diff) << "\n";
   }
-  int status = diff->breakingCount > 0 ? EXIT_FAILED : EXIT_OK;
+  int status = errors ? EXIT_USAGE : diff->breakingCount > 0 ? EXIT_FAILED : EXIT_OK;
   kitDiffFree(diff);
   return std::cout.flush() ? status : EXIT_USAGE;
 }

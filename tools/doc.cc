@@ -22,7 +22,7 @@ int cmdDoc(const std::vector<std::string> &files, const std::string &outDir) {
   for (const std::string &file : files) {
     Loaded loaded = loadSchema(file);
     relayDiagnostics(loaded);
-    ok = ok && loaded.imported;
+    ok = ok && !failed(loaded);
     if (loaded.site < 0) continue;
     kitModel *model = kitModelRead(loaded.site);
     if (model == nullptr) {

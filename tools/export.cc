@@ -26,7 +26,7 @@ int cmdExport(const std::string &file, const std::string &output) {
     return EXIT_FAILED;
   }
   /* The text is written all the same; a CI can tell it is not the whole site. */
-  int status = loaded.imported && lost == 0 ? EXIT_OK : EXIT_FAILED;
+  int status = failed(loaded) || lost != 0 ? EXIT_FAILED : EXIT_OK;
   if (output.empty() || output == "-") {
     std::cout << text;
   } else {

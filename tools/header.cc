@@ -224,5 +224,5 @@ int cmdHeader(const std::string &file, const std::string &output) {
       return EXIT_USAGE;
     }
   }
-  return loaded.imported ? EXIT_OK : EXIT_FAILED;
+  return failed(loaded) ? EXIT_FAILED : EXIT_OK;
 }

@@ -128,5 +128,5 @@ int cmdLayout(const std::string &file, const std::string &recordName) {
     if (!l.note.empty()) out += std::string(column - out.size(), ' ') + "/* " + l.note + " */";
     std::cout << out << "\n";
   }
-  return loaded.imported ? EXIT_OK : EXIT_FAILED;
+  return failed(loaded) ? EXIT_FAILED : EXIT_OK;
 }

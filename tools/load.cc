@@ -1,19 +1,18 @@
 /*
-** Loading schema files. The library prints its diagnostics on standard
-** output; an import runs with descriptor 1 turned to a temporary file so
-** that the tool's own output stays clean and the diagnostics can be relayed.
+** Loading schema files. The library's messages reach the tool through a
+** message handler and are kept, one line each, as the diagnostics of the
+** file being imported; the commands show them as they are asked to.
 */
 #include "tool.h"
 
 #include <rkdd/rkdd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <iostream>
+#include <string_view>
 #include <sys/stat.h>
-#include <unistd.h>
-
-bool quietWarnings = false;
 
 namespace {
 
@@ -63,73 +62,81 @@ bool openAll(const std::vector<std::string> &paths) {
 
 namespace {
 
-/* Splits captured text into diagnostics. A line that begins with a blank
-** continues the one before it; empty lines carry nothing. Quiet, warnings
-** (and what continues them) are dropped. */
-std::vector<std::string> splitDiagnostics(const std::string &text) {
-  std::vector<std::string> lines;
-  size_t start = 0;
-  while (start <= text.size()) {
-    size_t end = text.find_first_of("\r\n", start);
-    if (end == std::string::npos) end = text.size();
-    std::string line = text.substr(start, end - start);
-    start = end + 1;
-    size_t first = line.find_first_not_of(" \t");
-    if (first == std::string::npos) continue;
-    if (first > 0 && !lines.empty())
-      lines.back().append(" ").append(line, first, std::string::npos);
-    else
-      lines.push_back(line.substr(first));
+/* Where the handler puts messages: the diagnostics of the import at hand
+** (none between imports) and the name of the file last loaded. */
+std::vector<Diagnostic> *sink = nullptr;
+std::string sinkPath = "rkdd";
+
+/* The words the library's texts begin with; the severity travels apart. */
+constexpr std::string_view kSeverityWords[] = {"ERROR: ", "WARNING: ", "Warning: ", "Note: "};
+
+/* The text as one line: the severity word gone, every run of blanks that
+** holds a line break or a tab made one blank, none at either end. */
+std::string oneLine(std::string_view text) {
+  auto blank = [](char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; };
+  while (!text.empty() && blank(text.front())) text.remove_prefix(1);
+  while (!text.empty() && blank(text.back())) text.remove_suffix(1);
+  for (std::string_view word : kSeverityWords)
+    if (text.starts_with(word)) {
+      text.remove_prefix(word.size());
+      break;
+    }
+  std::string out;
+  for (size_t i = 0; i < text.size();) {
+    size_t end = i;
+    while (end < text.size() && blank(text[end])) end++;
+    if (end == i) {
+      out += text[i++];
+      continue;
+    }
+    std::string_view run = text.substr(i, end - i);
+    out += run.find_first_of("\t\n\r") == std::string_view::npos ? std::string(run) : " ";
+    i = end;
   }
-  if (quietWarnings)
-    std::erase_if(lines, [](const std::string &l) { return l.rfind("WARNING", 0) == 0; });
-  return lines;
+  return out;
+}
+
+void collect(const ddMessage *m, void *) {
+  bool known = m->severity >= DD_MESSAGE_ERROR && m->severity <= DD_MESSAGE_NOTE;
+  Diagnostic d{sinkPath, std::max(m->line, 0), std::max(m->column, 0),
+               known ? m->severity : DD_MESSAGE_ERROR, m->id ? m->id : "",
+               oneLine(m->text ? m->text : "")};
+  if (sink == nullptr) {
+    /* Queries after an import can still report on the site it made; they
+    ** are shown at once, as the last file's, so that nothing reaches
+    ** standard output. A place outside an import is no place in a file. */
+    if (m->file == nullptr) d.line = d.column = 0;
+    if (shown(d)) std::cerr << diagnosticLine(d) << "\n";
+    return;
+  }
+  /* A suggestion belongs to the error just before it at the same place. */
+  if (d.id == "did-you-mean" && !sink->empty()) {
+    Diagnostic &last = sink->back();
+    if (last.severity == DD_MESSAGE_ERROR && last.line == d.line && last.column == d.column) {
+      last.message += "; " + d.message;
+      return;
+    }
+  }
+  sink->push_back(std::move(d));
 }
 
 } // namespace
 
-Loaded loadSchema(const std::string &arg) {
+Loaded loadSchema(const std::string &arg, const std::string &name) {
   Loaded loaded;
-  loaded.path = arg == STDIN_ARG ? STDIN_NAME : arg;
-  std::string path = sourceOf(arg);
-  std::cout.flush();
-  std::fflush(stdout);
-  std::FILE *capture = std::tmpfile();
-  int saved = capture ? dup(1) : -1;
-  bool turned = saved >= 0 && dup2(fileno(capture), 1) >= 0;
-  if (!turned) {
-    /* No place to hold the diagnostics: the import still runs, with the
-    ** diagnostics sent where the tool's errors go. */
-    if (saved >= 0) close(saved);
-    saved = dup(1);
-    if (saved >= 0) dup2(2, 1);
-  }
-
+  loaded.path = !name.empty() ? name : arg == STDIN_ARG ? STDIN_NAME : arg;
+  /* Installed once and kept: the library then never prints on standard output. */
+  static const bool installed = (ddSetMessageHandler(collect, nullptr), true);
+  (void)installed;
+  sink = &loaded.diagnostics;
+  sinkPath = loaded.path;
   int site = -1;
-  loaded.imported = ddImportSchema(path.c_str(), &site) != 0;
+  loaded.imported = ddImportSchema(sourceOf(arg).c_str(), &site) != 0;
+  sink = nullptr;
   if (site >= 0 && ddSiteNo2SiteInfo(site) != nullptr) loaded.site = site;
 
-  std::fflush(stdout);
-  if (saved >= 0) {
-    dup2(saved, 1);
-    close(saved);
-  }
-  if (capture != nullptr) {
-    std::string text;
-    if (turned) {
-      std::rewind(capture);
-      char chunk[4096];
-      size_t n;
-      while ((n = std::fread(chunk, 1, sizeof chunk, capture)) > 0) text.append(chunk, n);
-    }
-    std::fclose(capture);
-    loaded.diagnostics = splitDiagnostics(text);
-  }
+  auto isError = [](const Diagnostic &d) { return d.severity == DD_MESSAGE_ERROR; };
+  if (!loaded.imported && std::none_of(loaded.diagnostics.begin(), loaded.diagnostics.end(), isError))
+    loaded.diagnostics.push_back({loaded.path, 0, 0, DD_MESSAGE_ERROR, "import-failed", "import failed"});
   return loaded;
-}
-
-/* Writes the diagnostics to standard error, each behind the file's name. */
-void relayDiagnostics(const Loaded &loaded) {
-  for (const std::string &d : loaded.diagnostics) std::cerr << loaded.path << ": " << d << "\n";
-  if (!loaded.imported) std::cerr << loaded.path << ": import failed\n";
 }

@@ -29,9 +29,15 @@ int main(int argc, char **argv) {
   layout->add_option("RECORD", record, "Record name or code")->required();
 
   CLI::App *check = app.add_subcommand(
-    "check", "Report the diagnostics of schema files on standard error; "
-             "exit 1 if any is an ERROR or an import fails");
+    "check", "Report the diagnostics of schema files on standard error, one line each "
+             "(FILE:LINE:COLUMN: SEVERITY: TEXT [ID])");
   check->add_option("FILE", files, "Schema files; - reads standard input")->required();
+  bool checkJson = false, sarif = false;
+  CLI::Option *jsonFlag = check->add_flag(
+    "--json", checkJson, "Print the diagnostics as one JSON document on standard output");
+  check->add_flag("--sarif", sarif, "Print the diagnostics as a SARIF 2.1.0 log on standard output")
+    ->excludes(jsonFlag);
+  check->add_flag("--werror", reporting.werror, "Count warnings as errors");
 
   CLI::App *header = app.add_subcommand(
     "header", "Write a C11 header with a packed struct per record and static assertions");
@@ -54,18 +60,25 @@ int main(int argc, char **argv) {
   bool breakingOnly = false;
   CLI::App *diff = app.add_subcommand(
     "diff", "Compare two versions of a schema and say which changes break data written with "
-            "the old one; exit 1 if any does");
+            "the old one; exit 1 if any does, 2 if a file has errors");
   diff->add_option("OLD", oldFile, "The old schema file (- for standard input)")->required();
   diff->add_option("NEW", newFile, "The new schema file (- for standard input)")->required();
   diff->add_flag("--json", json, "Print one JSON document instead of text");
   diff->add_flag("--breaking", breakingOnly, "Print only the breaking changes");
 
-  for (CLI::App *command : {show, layout, check, header, exporter, diff, doc})
-    command->add_flag("-q,--quiet", quietWarnings, "Leave out the library's WARNING lines; ERROR lines stay");
+  const std::string footer =
+    "A FILE of - reads standard input (at most once per command line).\n"
+    "Exit status: 1 when a file read has an error (what could be written is), when export "
+    "cannot say all a site holds, or when diff finds a change that breaks; 2 for diff on a "
+    "file with errors, for a usage error and for a file that does not open; 0 otherwise.";
+  app.footer(footer);
+  for (CLI::App *command : {show, layout, check, header, exporter, diff, doc}) {
+    command->footer(footer);
+    CLI::Option *quiet = command->add_flag("-q,--quiet", reporting.quiet,
+                                           "Leave out warnings and notes; errors stay");
+    command->add_flag("-v,--verbose", reporting.verbose, "Show notes too")->excludes(quiet);
+  }
 
-  app.footer("A FILE of - reads standard input (at most once per command line).\n"
-             "Exit status: 0 success, 1 an import or a check failed, "
-             "2 a usage error or a file that does not open.");
 
   try {
     app.parse(argc, argv);
@@ -82,7 +95,7 @@ int main(int argc, char **argv) {
 
   if (*show) return cmdShow(files, json);
   if (*layout) return cmdLayout(file, record);
-  if (*check) return cmdCheck(files);
+  if (*check) return cmdCheck(files, checkJson ? CHECK_JSON : sarif ? CHECK_SARIF : CHECK_TEXT);
   if (*exporter) return cmdExport(file, output);
   if (*diff) return cmdDiff(oldFile, newFile, json, breakingOnly);
   if (*doc) return cmdDoc(files, output);

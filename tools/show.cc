@@ -104,7 +104,7 @@ Json fileJson(const Loaded &loaded) {
   j["file"] = loaded.path;
   j["imported"] = loaded.imported;
   j["site"] = loaded.site >= 0 ? Json(loaded.site) : Json(nullptr);
-  j["diagnostics"] = loaded.diagnostics;
+  j["diagnostics"] = diagnosticsJson(loaded.diagnostics);
   Json records = Json::array(), data = Json::array();
   Model model = readModel(loaded.site);
   for (int i = 0; model && i < model->recordCount; i++)
@@ -240,7 +240,7 @@ int cmdShow(const std::vector<std::string> &files, bool json) {
   for (const std::string &path : files) {
     Loaded loaded = loadSchema(path);
     relayDiagnostics(loaded);
-    if (!loaded.imported) status = EXIT_FAILED;
+    if (failed(loaded)) status = EXIT_FAILED;
     all.push_back(fileJson(loaded));
   }
   if (json) {

@@ -3,9 +3,12 @@
 ** and checks what it prints, where it prints it, and its exit statuses.
 */
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
+#include <set>
 #include <sstream>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -66,10 +69,21 @@ void expectOutput(const std::string &args, int status, const std::string &out,
   EXPECT_EQ(r.err, errors.empty() ? r.err : slurp(kTestdata + errors)) << args;
 }
 
+/* Whether a line of text begins with head and ends with tail. */
+bool hasLine(const std::string &text, const std::string &head, const std::string &tail) {
+  std::istringstream lines(text);
+  for (std::string line; std::getline(lines, line);)
+    if (line.starts_with(head) && line.ends_with(tail)) return true;
+  return false;
+}
+
+const std::string kErrors = "tests/tool/testdata/errors.schema";
+
 } // namespace
 
-TEST(Tool, ShowPrintsTheExampleAndRelaysDiagnostics) {
-  expectOutput("show " + kScene, 0, "scene.show.txt", "scene.check.txt");
+TEST(Tool, ShowPrintsTheExampleWithoutItsNotes) {
+  expectOutput("show " + kScene, 0, "scene.show.txt");
+  EXPECT_EQ(rkdd("show " + kScene).err, "");
 }
 
 TEST(Tool, ShowJsonIsOneDocumentWithASitePerFile) {
@@ -79,7 +93,7 @@ TEST(Tool, ShowJsonIsOneDocumentWithASitePerFile) {
 TEST(Tool, LayoutDrawsOneRecord) {
   expectOutput("layout " + kScene + " LpLight", 0, "scene.layout.txt");
   expectOutput("layout " + kScene + " 259", 0, "scene.layout.txt");
-  expectOutput("layout " + kOdd + " Holder", 0, "odd.layout.txt");
+  expectOutput("layout " + kOdd + " Holder", 1, "odd.layout.txt");
   expectRun("layout " + kScene + " NoSuchRecord", 1, nullptr, "has no record NoSuchRecord");
 }
 
@@ -89,13 +103,14 @@ TEST(Tool, CheckEndsOnEndlessInput) {
   for (const std::string &input : {std::string("/dev/zero"), std::string("/dev/stdin")}) {
     Result r = rkdd("check " + input, input == "/dev/stdin" ? "yes 'describe X { endless text'" : "");
     EXPECT_EQ(r.status, 1) << input;
-    EXPECT_NE(r.err.find(input + ": Aborted."), std::string::npos) << r.err;
+    EXPECT_TRUE(hasLine(r.err, input + ":", ": error: Aborted. [aborted]")) << r.err;
   }
 }
 
 TEST(Tool, CheckReportsOnlyDiagnosticsAndFailsOnErrors) {
-  expectOutput("check " + kScene, 0, "", "scene.check.txt");
-  expectOutput("check " + kScene + " " + kOdd, 1, "", "odd.check.txt");
+  expectOutput("check " + kScene, 0, "", "");
+  EXPECT_EQ(rkdd("check " + kScene).err, "");
+  expectOutput("check " + kOdd, 1, "", "odd.check.txt");
   expectOutput("check " + kBad, 1, "", "bad.check.txt");
 }
 
@@ -104,9 +119,117 @@ TEST(Tool, StandardInputIsReadOnceAndQuietKeepsOnlyErrors) {
   expectRun("show - - < " + kScene, 2, "", "standard input (-) may be named only once");
 }
 
+/* Which severities each of -q, -v and --werror lets through, and the status they give. */
+TEST(Tool, QuietVerboseAndWerrorFilterBySeverity) {
+  struct Case {
+    std::string args;
+    int status;
+    bool error, warning, note;
+  } cases[] = {{"check " + kErrors, 1, true, true, false},
+               {"check -q " + kErrors, 1, true, false, false},
+               {"check -v " + kErrors, 1, true, true, true},
+               {"check -v " + kScene, 0, false, false, true},
+               {"check -q --werror " + kErrors, 1, true, true, false},
+               {"check --werror -v " + kScene, 0, false, false, true},
+               {"show -q " + kErrors, 1, true, false, false}};
+  for (const Case &c : cases) {
+    Result r = rkdd(c.args);
+    EXPECT_EQ(r.status, c.status) << c.args;
+    for (auto [word, wanted] : {std::pair{": error: ", c.error}, {": warning: ", c.warning}, {": note: ", c.note}})
+      EXPECT_EQ(r.err.find(word) != std::string::npos, wanted) << c.args << " " << word << "\n" << r.err;
+  }
+  expectRun("check -q -v " + kScene, 2, "");
+}
+
+/* Each file of tests/mistakes opens with lines "// expect LINE:COLUMN SEVERITY ID"
+** (0:0 for no place); each must be reported there, and --werror fails the file. */
+TEST(Tool, CheckReportsEachMistakeAtItsPlace) {
+  int files = 0;
+  for (const auto &entry : std::filesystem::directory_iterator(RKDD_SOURCE_DIR "/tests/mistakes")) {
+    if (entry.path().extension() != ".schema") continue;
+    files++;
+    std::string file = "tests/mistakes/" + entry.path().filename().string();
+    Result r = rkdd("check --werror " + file);
+    EXPECT_EQ(r.status, 1) << file << "\n" << r.err;
+    std::ifstream in(entry.path());
+    int expects = 0;
+    for (std::string line; std::getline(in, line) && line.starts_with("// expect ");) {
+      int l = 0, c = 0;
+      char severity[16] = "", id[64] = "";
+      ASSERT_EQ(std::sscanf(line.c_str(), "// expect %d:%d %15s %63s", &l, &c, severity, id), 4) << file;
+      std::string place = l > 0 ? file + ":" + std::to_string(l) + ":" + std::to_string(c) : file;
+      EXPECT_TRUE(hasLine(r.err, place + ": " + severity + ": ", std::string(" [") + id + "]"))
+        << line << "\n" << r.err;
+      expects++;
+    }
+    EXPECT_GT(expects, 0) << file;
+  }
+  EXPECT_GT(files, 0);
+}
+
+/* One line each: the severity word and line breaks gone, a suggestion folded into its error. */
+TEST(Tool, DiagnosticsAreOneLineWithTheSuggestionFolded) {
+  Result r = rkdd("check -v " + kErrors);
+  const std::string file = kErrors + ":";
+  EXPECT_TRUE(hasLine(r.err, file, ": error: UNRECOGNIZED OPTION! \"LABLE\"; did you mean `LABEL`? [unknown-option]")) << r.err;
+  EXPECT_TRUE(hasLine(r.err, file, ": warning: Value for PAD must be greater than 0. Setting to 1. [pad-not-positive]")) << r.err;
+  EXPECT_TRUE(hasLine(r.err, file + "4:9: error: ", " [already-defined]")) << r.err;
+  EXPECT_EQ(r.err.find("did-you-mean"), std::string::npos) << r.err;
+}
+
+/* A file with an error fails every command, after what could be written; diff gives 2. */
+TEST(Tool, EveryCommandFailsOnAFileWithAnError) {
+  std::string pages = tempPath("pages");
+  const std::pair<std::string, int> cases[] = {
+    {"show " + kErrors, 1}, {"show --json " + kErrors, 1}, {"layout " + kErrors + " R", 1},
+    {"header " + kErrors, 1}, {"export " + kErrors, 1},
+    {"doc " + kErrors + " -o " + pages, 1}, {"diff " + kErrors + " " + kErrors, 2},
+    {"diff " + kScene + " " + kErrors, 2}, {"check --json " + kErrors, 1}, {"check --sarif " + kErrors, 1}};
+  for (const auto &[args, status] : cases) {
+    Result r = rkdd(args);
+    EXPECT_EQ(r.status, status) << args;
+    EXPECT_NE(r.out, "") << args;
+  }
+  std::filesystem::remove_all(pages);
+}
+
+TEST(Tool, CheckJsonHoldsTheShownDiagnosticsAsShowJsonDoes) {
+  using nlohmann::json;
+  json list = json::parse(rkdd("check --json " + kErrors).out).at("diagnostics");
+  ASSERT_GE(list.size(), 3u);
+  EXPECT_EQ(list[1], (json{{"file", kErrors}, {"line", 4}, {"column", 9}, {"severity", "error"},
+                           {"id", "already-defined"}, {"message", "\"A\" already defined!"}}));
+  EXPECT_EQ(json::parse(rkdd("check --json -q " + kErrors).out).at("diagnostics").size(), 2u);
+  EXPECT_EQ(json::parse(rkdd("show --json " + kErrors).out).at("files")[0].at("diagnostics"), list);
+}
+
+/* Each result names a rule of the driver, and has a place where the diagnostic has one. */
+TEST(Tool, CheckSarifIsALogOfResultsWithRulesAndPlaces) {
+  Result r = rkdd("check --sarif " + kErrors + " - < /dev/null");
+  EXPECT_EQ(r.status, 1);
+  auto log = nlohmann::json::parse(r.out);
+  EXPECT_EQ(log.at("version"), "2.1.0");
+  EXPECT_TRUE(log.at("$schema").get<std::string>().ends_with("sarif-2.1.0.json"));
+  const auto &driver = log.at("runs").at(0).at("tool").at("driver");
+  const auto &results = log.at("runs").at(0).at("results");
+  EXPECT_EQ(driver.at("name"), "rkdd");
+  std::set<std::string> ids;
+  for (const auto &rule : driver.at("rules")) EXPECT_TRUE(ids.insert(rule.at("id")).second) << rule;
+  std::string regions;
+  for (const auto &res : results) {
+    EXPECT_EQ(driver.at("rules").at(res.at("ruleIndex").get<size_t>()).at("id"), res.at("ruleId"));
+    EXPECT_FALSE(res.at("message").at("text").get<std::string>().empty()) << res;
+    const auto &at = res.at("locations").at(0).at("physicalLocation");
+    regions += at.at("artifactLocation").at("uri").get<std::string>() + " " + res.at("level").get<std::string>() +
+               (at.contains("region") ? " " + at.at("region").dump() : "") + "\n";
+  }
+  EXPECT_NE(regions.find(kErrors + " error {\"startColumn\":9,\"startLine\":4}"), std::string::npos) << regions;
+  EXPECT_TRUE(regions.ends_with("%3Cstdin%3E warning\n")) << regions;
+}
+
 TEST(Tool, HeaderWritesAssertedStructsAndCommentsTheRest) {
   expectOutput("header " + kScene, 0, "scene.header.txt");
-  expectOutput("header " + kOdd, 0, "odd.header.txt");
+  expectOutput("header " + kOdd, 1, "odd.header.txt");
 }
 
 TEST(Tool, DiffSaysWhatBreaksAndExitsByIt) {
@@ -149,6 +272,6 @@ TEST(Tool, UsageErrorsAndUnopenableFilesExitWithTwo) {
   expectRun("show " + kScene + " no/such.schema", 2, nullptr, "cannot open no/such.schema");
   Result version = rkdd("--version");
   EXPECT_EQ(std::to_string(version.status) + version.out.substr(0, 5), "0rkdd ");
-  for (const char *command : {"show", "layout", "check", "header", "export", "doc"})
-    expectRun(std::string(command) + " --help", 0, "FILE");
+  for (const char *command : {"show", "layout", "check", "header", "export", "doc", "diff"})
+    expectRun(std::string(command) + " --help", 0, "Exit status: 1 when a file read has an error");
 }
