@@ -103,6 +103,7 @@ typedef struct ddBufRecord {
 typedef struct ddBufStruct {
   char *name;
   uint8_t memberCount; /* members that are neither SHARE nor PAD */
+  uint8_t used;        /* a record was built on it */
   int32_t len;
   char *sn;
   char *un;
@@ -129,6 +130,7 @@ typedef struct ddBufMember {
 typedef struct ddBufCodeList {
   char *name;
   int32_t count;  /* items so far: the index of the next one */
+  int32_t used;   /* a record was built naming it */
   intptr_t items; /* ddBufCodeItem items by index */
   ddPlace place;
 } ddBufCodeList;

@@ -80,8 +80,17 @@ int32_t *buildCodeTable(ddBuildContext *context, ddBufCodeList *list) {
   auto *codes = static_cast<int32_t *>(rkAllocatez(sizeof(int32_t) * list->count));
   for (mlistNode *n = mlistHead(listOf(list->items)); n; n = mlistNext(n)) {
     auto *item = reinterpret_cast<ddBufCodeItem *>(n->value);
-    if (item->index >= 0 && item->index < list->count)
-      codes[item->index] = ddCodeFromName(context, item->name);
+    if (item->index < 0 || item->index >= list->count) continue;
+    int code = ddCodeFromName(context, item->name);
+    codes[item->index] = code;
+    /* Links join records; what else an item names leaves a 0 or a data
+    ** item's code in the table. Told to a handler only. */
+    if (code == 0)
+      ddReportOn(item->place, DD_MSG_LIST_NAMES_NOTHING, "WARNING: List \"%s\" names \"%s\", which the file does not define.\n",
+                 list->name, item->name);
+    else if (ddIsDcode(code))
+      ddReportOn(item->place, DD_MSG_LIST_NAMES_DATA, "WARNING: List \"%s\" names the data item \"%s\"; links join records.\n",
+                 list->name, item->name);
   }
   return codes;
 }
@@ -95,6 +104,7 @@ void setLinks(ddBuildContext *context, int code, const ddBufRecord *entry, const
   if (listName == nullptr) return;
   auto *list = static_cast<ddBufCodeList *>(ddBufferFindName(listName, set));
   if (list == nullptr) return reportMissing(at, what, listName, entry->name);
+  list->used = 1;
   /* A record keeps each list's count in one byte. */
   int count = list->count;
   if (count > UINT8_MAX) {
@@ -222,10 +232,12 @@ int ddBuildRecordDef(ddBufRecord *entry, ddBuildContext *context) {
   ddBuffer *buffer = context->buffer;
   if (entry->structName != nullptr) {
     auto *structure = static_cast<ddBufStruct *>(ddBufferFindName(entry->structName, buffer->structs));
-    if (structure == nullptr)
+    if (structure == nullptr) {
       reportMissing(entry->structPlace, "Structure", entry->structName, entry->name);
-    else
+    } else {
+      structure->used = 1;
       context->errors += !ddSetField(code, ddFieldTableFor(context, structure), structure->memberCount);
+    }
   }
   setLinks(context, code, entry, entry->aliasName, entry->aliasPlace, buffer->aliases, "Alias list",
            ddAliasTableFor, ddSetAlias);
@@ -293,11 +305,12 @@ namespace {
 struct ImportFile {
   explicit ImportFile(const char *path) {
     ddReportFile(path);
-    ddReportAt({0, 0});
+    ddReportAt(ddPlace{});
   }
   ~ImportFile() {
+    ddStreamEndPlaces();
     ddReportFile(nullptr);
-    ddReportAt({0, 0});
+    ddReportAt(ddPlace{});
   }
 };
 } // namespace
@@ -318,7 +331,7 @@ int ddImportSchema(const char *path, int *siteNo) {
   if (ddBuildContext *context = ddBuildSite(&buffer, site)) {
     if (ddReportHandled()) ddLintBuffer(&buffer);
     ddBufferRelease(&buffer);
-    ddReportAt({0, 0}); /* what follows is about the file as a whole */
+    ddReportAt(ddPlace{}); /* what follows is about the file as a whole */
     if (context->errors != 0)
       ddReport(DD_MSG_ERRORS_COUNTED, "%d errors during parsing\n", context->errors);
     else

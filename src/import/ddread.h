@@ -41,10 +41,10 @@ enum {
 ** the text ends at end. read counts the bytes of every chunk so far, and
 ** mark is where the unit at hand began, counted the same way; a file whose
 ** unit runs past DD_UNIT_LIMIT sets overrun, and its input ends there.
-** Places are worked out only while track is set (a handler is there to be
-** told them): the newlines before counted, a point of the text at hand, are
-** counted into line, and lineStart is where that line began, counted as read
-** is. A stream made with track 0 costs nothing for them. */
+** Places are taken only while track is set (a handler is there to be told
+** them); the reader then also notes where each line of the text begins, so
+** that a place can be told as line and column. A stream made with track 0
+** costs nothing for them. */
 typedef struct ddStream {
   const char *at;
   const char *end;
@@ -55,14 +55,20 @@ typedef struct ddStream {
   long long mark;
   int overrun;
   int track;
-  const char *counted;
-  int32_t line;
-  long long lineStart;
 } ddStream;
 
-/* The place of p, a point of the text at hand at or behind every point
-** asked for before; {0, 0} when the stream does not track places. */
-ddPlace ddStreamPlace(ddStream *stream, const char *p);
+/* The place of p, a point of the text at hand; none when the stream does
+** not track places. */
+static inline ddPlace ddStreamPlace(const ddStream *stream, const char *p) {
+  ddPlace place = {stream->track ? stream->read - (stream->end - p) + 1 : 0};
+  return place;
+}
+
+/* Starts taking places in stream, whose text at hand begins at offset 0,
+** and lets messages tell them as lines and columns until ddStreamEndPlaces.
+** The line table it keeps grows by 8 bytes per line read. */
+void ddStreamTrack(ddStream *stream, long long sizeHint);
+void ddStreamEndPlaces(void);
 
 /* Notes that a new unit begins at the next character. */
 void ddMarkUnit(ddStream *stream);

@@ -8,6 +8,10 @@
 
 #include <sys/stat.h>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 #include <algorithm>
 #include <array>
 #include <cctype>
@@ -34,6 +38,62 @@ namespace {
 
 constexpr int kEnd = -1;
 
+/* Where each line of the text being read begins, by offset, while places
+** are taken: a plain array, so that noting a line is one store. */
+struct LineTable {
+  std::unique_ptr<int64_t[]> at;
+  size_t count = 0, room = 0;
+
+  /* Makes room for n more lines. */
+  void reserve(size_t n) {
+    if (room - count < n) grow(n);
+  }
+  [[gnu::noinline]] void grow(size_t n) {
+    size_t grown = std::max(2 * room, count + n);
+    std::unique_ptr<int64_t[]> bigger(new int64_t[grown]);
+    std::copy(at.get(), at.get() + count, bigger.get());
+    at = std::move(bigger);
+    room = grown;
+  }
+} lineStarts;
+
+/* Notes the lines that begin in the text at hand, sixteen bytes a step
+** where the processor has the instructions for it. */
+void noteLines(const ddStream *s) {
+  int64_t base = s->read - (s->end - s->at) + 1; /* a line begins behind its predecessor's end */
+  const char *p = s->at, *end = s->end;
+#if defined(__SSE2__)
+  /* 64 bytes a step: a bit per byte that ends a line. */
+  const __m128i newline = _mm_set1_epi8('\n');
+  for (; end - p >= 64; p += 64) {
+    uint64_t mask = 0;
+    for (int k = 0; k < 4; k++) {
+      __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i *>(p + 16 * k));
+      mask |= static_cast<uint64_t>(static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(bytes, newline))))
+              << (16 * k);
+    }
+    if (mask == 0) continue;
+    lineStarts.reserve(64);
+    int64_t *first = lineStarts.at.get() + lineStarts.count, *out = first;
+    for (int64_t here = base + (p - s->at); mask != 0; mask &= mask - 1) *out++ = here + __builtin_ctzll(mask);
+    lineStarts.count += static_cast<size_t>(out - first);
+  }
+#endif
+  for (; p < end; p++)
+    if (*p == '\n') {
+      lineStarts.reserve(1);
+      lineStarts.at[lineStarts.count++] = base + (p - s->at);
+    }
+}
+
+void resolvePlace(int64_t at, int32_t *line, int32_t *column) {
+  int64_t offset = at - 1;
+  const int64_t *starts = lineStarts.at.get();
+  const int64_t *after = std::upper_bound(starts, starts + lineStarts.count, offset);
+  *line = static_cast<int32_t>(std::min<int64_t>(INT32_MAX, after - starts));
+  *column = static_cast<int32_t>(std::min<int64_t>(INT32_MAX, offset - after[-1] + 1));
+}
+
 /* Makes the next chunk of the file the text at hand; false at end of input,
 ** or when the file cannot be read further, which ends the input too. */
 bool refill(ddStream *s) {
@@ -43,12 +103,11 @@ bool refill(ddStream *s) {
     s->at = s->end;
     return false;
   }
-  if (s->track) ddStreamPlace(s, s->end); /* the lines of this chunk, before it goes */
   size_t got = std::fread(s->chunk, 1, s->chunkSize, s->file);
-  s->counted = s->chunk;
   s->at = s->chunk;
   s->end = s->chunk + got;
   s->read += static_cast<long long>(got);
+  if (s->track) noteLines(s);
   return got > 0;
 }
 
@@ -150,7 +209,7 @@ template <class Keep> void skipWhile(ddStream *s, Keep keep) {
 ** the word into g and gives the stop character, which is left unread. Any
 ** other shape gives kEnd with nothing read, and the full scan reads it to
 ** the same result. */
-int takePlainItem(ddStream *s, int separator, int terminator, Gather &g, ddPlace *place) {
+int takePlainItem(ddStream *s, int separator, int terminator, Gather &g) {
   /* A plain word ends at any separator or terminator that the commands'
   ** lists use, and one that is not this list's sends the item to the full
   ** scan, as does a list with stops of its own. */
@@ -165,7 +224,6 @@ int takePlainItem(ddStream *s, int separator, int terminator, Gather &g, ddPlace
   int stop = static_cast<unsigned char>(*p);
   if (stop != separator && stop != terminator) return kEnd;
   g.add(word, wordEnd);
-  if (s->track) *place = ddStreamPlace(s, word);
   s->at = p;
   return stop;
 }
@@ -205,6 +263,14 @@ int gatherItem(ddStream *s, Gather &g, int separator, int terminator) {
   }
 }
 
+/* The place of the first non-blank in [from, s->at), a word that
+** takePlainItem took. */
+ddPlace plainPlace(const ddStream *s, const char *from) {
+  if (!s->track) return {};
+  while (isBlankChar(*from)) from++;
+  return ddStreamPlace(s, from);
+}
+
 /* A word as "%s" reads it: white space skipped, then up to the next white
 ** space. False, with nothing read, at end of input. */
 bool readWord(ddStream *s, char *out, int size, ddPlace *place) {
@@ -237,6 +303,18 @@ const char *optionKey = "";
 void checkNumber(const char *v, const char *end, bool range, const char *what) {
   if (tracking && (end == v || *end != 0 || range))
     ddReport(DD_MSG_BAD_NUMBER, "WARNING: Value of %s is not %s: \"%s\".\n", optionKey, what, v);
+}
+
+int toInt(const char *v);
+
+/* A level given as a number must be a whole one, and one an int holds;
+** the common short one is checked without converting it again. */
+void checkLevel(const char *v) {
+  size_t digits = std::strspn(v, "0123456789");
+  if (digits < 10)
+    checkNumber(v, v + digits, false, "a whole number that an int holds");
+  else
+    toInt(v);
 }
 
 /* atoi and atof without their undefined cases: a number too large for an int
@@ -356,7 +434,7 @@ constexpr Option<ddBufRecord> kRecordOptions[] = {
     {"LEV",
      [](ddBufRecord *r, const char *v) {
        r->lev = ddLevelFromName(v);
-       if (std::isdigit(static_cast<unsigned char>(*v))) toInt(v); /* a number must be whole */
+       if (tracking && std::isdigit(static_cast<unsigned char>(*v))) checkLevel(v);
      }},
     {"PARENT", [](ddBufRecord *r, const char *v) { setText(r->parentName, v); }, &ddBufRecord::parentPlace},
     {"CHILD", [](ddBufRecord *r, const char *v) { setText(r->childName, v); }, &ddBufRecord::childPlace},
@@ -499,45 +577,50 @@ constexpr size_t kChunkSize = DD_CHUNK_SIZE;
 
 void ddMarkUnit(ddStream *s) { s->mark = s->read - (s->end - s->at); }
 
-/* Lines are counted lazily, from the last point asked for to this one: a
-** read asks in file order, so each byte is counted once, by std::count,
-** which compilers vectorise. Line and column stop at INT32_MAX. */
-ddPlace ddStreamPlace(ddStream *s, const char *p) {
-  if (!s->track) return {0, 0};
-  if (p > s->counted) {
-    auto lines = std::count(s->counted, p, '\n');
-    if (lines > 0) {
-      const char *last = p;
-      while (*--last != '\n') {}
-      s->line = static_cast<int32_t>(std::min<long long>(INT32_MAX, s->line + static_cast<long long>(lines)));
-      s->lineStart = s->read - (s->end - last) + 1;
-    }
-    s->counted = p;
-  }
-  long long column = s->read - (s->end - p) - s->lineStart + 1;
-  return {s->line, static_cast<int32_t>(std::min<long long>(INT32_MAX, column))};
+void ddStreamTrack(ddStream *s, long long sizeHint) {
+  s->track = 1;
+  /* Room for a line per 12 bytes, which schemas seldom pass, so that the
+  ** table is rarely copied as it grows. */
+  lineStarts.count = 0;
+  lineStarts.reserve(static_cast<size_t>(std::clamp(sizeHint / 12, 16LL, 1LL << 24)));
+  lineStarts.at[lineStarts.count++] = s->read - (s->end - s->at);
+  noteLines(s);
+  ddReportLines(resolvePlace);
 }
+
+void ddStreamEndPlaces(void) {
+  ddReportLines(nullptr);
+  lineStarts = LineTable{};
+}
+
+namespace {
+/* What follows a '/' just taken, at place slash: a comment, passed over, or
+** a character that starts none. Apart from ddSkipSpace, whose common case
+** of nothing to skip then needs no frame. */
+[[gnu::noinline]] void skipComment(ddStream *s, ddPlace slash) {
+  if (take(s, '/')) {
+    skipWhile(s, [](int c) { return c != '\n' && c != '\r'; });
+  } else if (take(s, '*')) {
+    /* Ends behind the first star that a slash follows, or at end of input. */
+    bool closed = false;
+    do {
+      skipWhile(s, [](int c) { return c != '*'; });
+    } while (take(s, '*') && !(closed = take(s, '/')));
+    if (!closed)
+      ddReportOn(slash, DD_MSG_UNTERMINATED_COMMENT,
+                 "WARNING: A comment begun here never ends; the rest of the file is in it.\n");
+  } else if (peek(s) != kEnd) {
+    ddReportOn(slash, DD_MSG_SLASH, "ERROR: Only comments can start with '/'\n");
+  }
+}
+} // namespace
 
 void ddSkipSpace(ddStream *s) {
   if (s->at < s->end && !isBlank(static_cast<unsigned char>(*s->at)) && *s->at != '/') return;
   for (;;) {
     skipWhile(s, isBlank);
     if (!take(s, '/')) return;
-    ddPlace slash = ddStreamPlace(s, s->at - 1);
-    if (take(s, '/')) {
-      skipWhile(s, [](int c) { return c != '\n' && c != '\r'; });
-    } else if (take(s, '*')) {
-      /* Ends behind the first star that a slash follows, or at end of input. */
-      bool closed = false;
-      do {
-        skipWhile(s, [](int c) { return c != '*'; });
-      } while (take(s, '*') && !(closed = take(s, '/')));
-      if (!closed)
-        ddReportOn(slash, DD_MSG_UNTERMINATED_COMMENT,
-                   "WARNING: A comment begun here never ends; the rest of the file is in it.\n");
-    } else if (peek(s) != kEnd) {
-      ddReportOn(slash, DD_MSG_SLASH, "ERROR: Only comments can start with '/'\n");
-    }
+    skipComment(s, ddStreamPlace(s, s->at - 1));
   }
 }
 
@@ -566,12 +649,15 @@ int ddReadList(ddStream *s, int *count, char **items, const char *stops) {
   if (s->track) item.placeIn = s;
   bool dropped = false;
   for (;;) {
+    const char *from = s->at;
+    int stop = takePlainItem(s, separator, terminator, item);
     ddPlace at{};
-    int stop = takePlainItem(s, separator, terminator, item, &at);
     if (stop == kEnd) {
       stop = gatherItem(s, item, separator, terminator);
       /* An empty item is where its stop is. */
-      at = item.placed ? item.first : ddStreamPlace(s, s->at);
+      if (s->track) at = item.placed ? item.first : ddStreamPlace(s, s->at);
+    } else if (s->track) {
+      at = plainPlace(s, from);
     }
     if (stop == kEnd) {
       /* No terminator will come: nothing of the list is kept. */
@@ -630,6 +716,7 @@ void ddSplitOption(const char *item, char *key, char *value) {
 /* ---- Command loop ---------------------------------------------------- */
 
 int ddReadSchemaFile(const char *path, ddBuffer *buffer) {
+  long long fileSize = 0; /* when known: a hint for the line table */
   std::unique_ptr<FILE, FileCloser> file(std::fopen(path, "r"));
   std::unique_ptr<char, BlockFree> chunk;
   ddStream stream = {};
@@ -638,10 +725,12 @@ int ddReadSchemaFile(const char *path, ddBuffer *buffer) {
     ** pages of a whole chunk would be touched for nothing. */
     struct stat info;
     size_t size = kChunkSize;
-    if (fstat(fileno(file.get()), &info) == 0 && info.st_size > 0)
+    if (fstat(fileno(file.get()), &info) == 0 && info.st_size > 0) {
       size = std::min(size, static_cast<size_t>(info.st_size));
+      fileSize = info.st_size;
+    }
     chunk.reset(static_cast<char *>(rkAllocate(size)));
-    stream = {nullptr, nullptr, file.get(), chunk.get(), size, 0, 0, 0, 0, nullptr, 0, 0};
+    stream = {nullptr, nullptr, file.get(), chunk.get(), size, 0, 0, 0, 0};
     refill(&stream);
   }
   /* A file that gives an error on its first read (a directory does) counts
@@ -654,12 +743,7 @@ int ddReadSchemaFile(const char *path, ddBuffer *buffer) {
   ddStream *s = &stream;
   tracking = ddReportHandled();
   wordPlace = namePlace = ddPlace{};
-  if (tracking) {
-    s->track = 1;
-    s->line = 1;
-    s->counted = s->at;
-    s->lineStart = 0;
-  }
+  if (tracking) ddStreamTrack(s, fileSize);
   char word[DD_WORD_SIZE], name[DD_WORD_SIZE];
   char *items[DD_LIST_SLOTS];
   ddSkipSpace(s);
@@ -794,7 +878,9 @@ int ddReadStruct(ddBuffer *buffer, ddStream *s, const char *name) {
     /* Most statements name a member and nothing else: such a one is taken
     ** in one step, as the full read below would take it. */
     Gather word{plain, DD_ITEM_SIZE};
-    if (takePlainItem(s, ';', ';', word, &listPlaces[0]) == ';') {
+    const char *from = s->at;
+    if (takePlainItem(s, ';', ';', word) == ';') {
+      listPlaces[0] = plainPlace(s, from);
       ddMarkUnit(s);
       s->at++;
       word.finish();

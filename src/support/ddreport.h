@@ -89,11 +89,16 @@ typedef struct ddMessageKind {
 } ddMessageKind;
 extern const ddMessageKind ddMessageKinds[DD_MSG_COUNT];
 
-/* A place in a schema text: 1-based line and byte column, 0 for none. */
+/* A place in the text being imported: 1 + the byte offset of its first
+** character, 0 for none. Finding one costs a subtraction; it becomes a line
+** and column only when a message about it is handed to a handler. */
 typedef struct ddPlace {
-  int32_t line;
-  int32_t column;
+  int64_t at;
 } ddPlace;
+
+/* Turns a place into a 1-based line and byte column; installed by the
+** reader for as long as it can tell them (see ddReportLines). */
+typedef void (*ddPlaceResolver)(int64_t at, int32_t *line, int32_t *column);
 
 /* Reports one message of kind `kind`. The default prints format with its
 ** arguments on standard output, as printf would, and only for printed
@@ -110,8 +115,9 @@ void ddReportOn(ddPlace place, int kind, const char *format, ...)
   __attribute__((format(printf, 3, 4)))
 #endif
   ;
-/* ddReport of a text already put together, length bytes long. */
-void ddReportText(int kind, const char *text, size_t length);
+/* ddReport of a text already put together, length bytes long, in a buffer
+** with room for one byte more, which a handler's call may write. */
+void ddReportText(int kind, char *text, size_t length);
 
 /* 1 while a handler is installed: only then is it worth finding places and
 ** looking for what only a handler hears. */
@@ -119,8 +125,11 @@ int ddReportHandled(void);
 
 /* The place and file the next messages are about. The file is the path of
 ** the import at hand (the caller keeps it alive), null outside one. */
-void ddReportAt(ddPlace place);
-ddPlace ddReportPlace(void);
+extern ddPlace ddReportPlaceAtHand;
+static inline void ddReportAt(ddPlace place) { ddReportPlaceAtHand = place; }
+static inline ddPlace ddReportPlace(void) { return ddReportPlaceAtHand; }
 void ddReportFile(const char *path);
+/* The resolver of places, or null: places then have no line or column. */
+void ddReportLines(ddPlaceResolver resolver);
 
 #endif

@@ -10,6 +10,8 @@
 #include <string>
 #include <string_view>
 
+ddPlace ddReportPlaceAtHand;
+
 const ddMessageKind ddMessageKinds[DD_MSG_COUNT] = {
 #define DD_MSG_ROW(name, id, severity, printed) {id, DD_MESSAGE_##severity, printed},
     DD_MESSAGES(DD_MSG_ROW)
@@ -20,17 +22,19 @@ namespace {
 
 ddMessageHandler handler;
 void *handlerContext;
-ddPlace place;
 const char *file;
+ddPlaceResolver resolver;
 
-/* Hands text to the handler, less the line ends before and after it: the
+/* Hands the text of length bytes at text, a buffer with room for one byte
+** more, to the handler, less the line ends before and after it: the
 ** default's blank lines around "Aborted." and the like are layout, not text. */
-void deliver(int kind, std::string_view text) {
-  while (!text.empty() && text.front() == '\n') text.remove_prefix(1);
-  while (!text.empty() && text.back() == '\n') text.remove_suffix(1);
-  std::string copy(text); /* the handler gets a terminated text */
-  ddMessage message = {ddMessageKinds[kind].severity, ddMessageKinds[kind].id, copy.c_str(),
-                       file, place.line, place.column};
+void deliver(int kind, char *text, size_t length) {
+  while (length > 0 && text[length - 1] == '\n') length--;
+  text[length] = 0;
+  while (*text == '\n') text++;
+  int32_t line = 0, column = 0;
+  if (ddReportPlaceAtHand.at > 0 && resolver != nullptr) resolver(ddReportPlaceAtHand.at, &line, &column);
+  ddMessage message = {ddMessageKinds[kind].severity, ddMessageKinds[kind].id, text, file, line, column};
   handler(&message, handlerContext);
 }
 
@@ -53,11 +57,11 @@ void reportList(int kind, const char *format, va_list args) {
     va_copy(again, args);
     int n = std::vsnprintf(small, sizeof small, format, args);
     if (n >= 0 && static_cast<size_t>(n) < sizeof small) {
-      deliver(kind, std::string_view(small, static_cast<size_t>(n)));
+      deliver(kind, small, static_cast<size_t>(n));
     } else if (n >= 0) {
       std::string big(static_cast<size_t>(n), '\0');
       std::vsnprintf(big.data(), big.size() + 1, format, again);
-      deliver(kind, big);
+      deliver(kind, big.data(), big.size());
     }
     va_end(again);
   }
@@ -72,24 +76,22 @@ void ddReport(int kind, const char *format, ...) {
 }
 
 void ddReportOn(ddPlace at, int kind, const char *format, ...) {
-  place = at;
+  ddReportPlaceAtHand = at;
   va_list args;
   va_start(args, format);
   reportList(kind, format, args);
   va_end(args);
 }
 
-void ddReportText(int kind, const char *text, size_t length) {
+void ddReportText(int kind, char *text, size_t length) {
   if (handler != nullptr)
-    deliver(kind, std::string_view(text, length));
+    deliver(kind, text, length);
   else if (ddMessageKinds[kind].printed)
     std::fwrite(text, 1, length, stdout);
 }
 
 int ddReportHandled(void) { return handler != nullptr; }
 
-void ddReportAt(ddPlace at) { place = at; }
-
-ddPlace ddReportPlace(void) { return place; }
-
 void ddReportFile(const char *path) { file = path; }
+
+void ddReportLines(ddPlaceResolver r) { resolver = r; }
