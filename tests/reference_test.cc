@@ -96,7 +96,6 @@ std::map<std::string, Kind> libraryKinds() {
   std::map<std::string, Kind> kinds;
   for (const ddMessageKind &k : ddMessageKinds)
     kinds[k.id] = {k.severity >= 1 && k.severity <= 3 ? names[k.severity] : "?", k.printed != 0};
-  kinds.emplace("did-you-mean", Kind{"note", false}); /* a handler's note behind an unknown word */
   return kinds;
 }
 
