@@ -301,13 +301,42 @@ void ddFuzzResetImport(void) { keptBuffers().clear(); }
 #endif
 
 namespace {
+/* The buffer and site of the import at hand, for placeOfCode. */
+const ddBuffer *placingBuffer;
+int placingSite = -1;
+
+/* Where the definition of code was read, when it is one of the import at
+** hand: its slot in the site is its number in the buffer. */
+ddPlace placeOfCode(int code) {
+  int index;
+  ddSite *site;
+  int kind = ddDecodeCode(code, &index, &site);
+  if (kind == DD_KIND_NONE || site->siteNo != placingSite) return {};
+  if (kind == DD_KIND_DATA) {
+    auto *d = static_cast<const ddBufData *>(ddBufferFindNumber(index, placingBuffer->dataByNumber));
+    return d ? d->place : ddPlace{};
+  }
+  auto *r = static_cast<const ddBufRecord *>(ddBufferFindNumber(index, placingBuffer->recordByNumber));
+  return r ? r->place : ddPlace{};
+}
+
 /* Messages are about the file being imported while the import runs. */
 struct ImportFile {
   explicit ImportFile(const char *path) {
     ddReportFile(path);
     ddReportAt(ddPlace{});
   }
+  /* From here on the store's messages about a definition of site are told
+  ** at its place in buffer. */
+  void placing(const ddBuffer *buffer, int site) {
+    placingBuffer = buffer;
+    placingSite = site;
+    ddReportPlacer(placeOfCode);
+  }
   ~ImportFile() {
+    ddReportPlacer(nullptr);
+    placingBuffer = nullptr;
+    placingSite = -1;
     ddStreamEndPlaces();
     ddReportFile(nullptr);
     ddReportAt(ddPlace{});
@@ -326,6 +355,7 @@ int ddImportSchema(const char *path, int *siteNo) {
   int site;
   if (ddNewSite(nullptr, path, &site) == nullptr) return 0;
   if (siteNo != nullptr) *siteNo = site;
+  about.placing(&buffer, site);
 
   int caching = ddCacheFixups(1);
   if (ddBuildContext *context = ddBuildSite(&buffer, site)) {

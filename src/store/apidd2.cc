@@ -324,7 +324,10 @@ std::vector<PackFrame> &packFrames() {
 /* Bytes of one whole value of a data definition, arrayCount included. */
 int dataSize(const ddDSchema *d) {
   if (d->head.tagType == MTYPE_FLAG) {
-    if (d->head.length > 1) ddReport(DD_MSG_MULTI_BIT_FLAG, "Note: multiple-bit bitfield\n");
+    if (d->head.length > 1) {
+      ddReportAtCode(d->head.code);
+      ddReport(DD_MSG_MULTI_BIT_FLAG, "Note: multiple-bit bitfield\n");
+    }
     return 1;
   }
   return timesArray(d->head.length, d->head.arrayCount);

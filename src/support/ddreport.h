@@ -132,4 +132,11 @@ void ddReportFile(const char *path);
 /* The resolver of places, or null: places then have no line or column. */
 void ddReportLines(ddPlaceResolver resolver);
 
+/* How a message of the store about a definition finds its place: set by an
+** import while it runs, so that layout tells where the definition was read. */
+typedef ddPlace (*ddCodePlacer)(int code);
+void ddReportPlacer(ddCodePlacer placer);
+/* ddReportAt the place of the definition of code; none without a placer. */
+void ddReportAtCode(int code);
+
 #endif

@@ -24,6 +24,7 @@ ddMessageHandler handler;
 void *handlerContext;
 const char *file;
 ddPlaceResolver resolver;
+ddCodePlacer placer;
 
 /* Hands the text of length bytes at text, a buffer with room for one byte
 ** more, to the handler, less the line ends before and after it: the
@@ -95,3 +96,7 @@ int ddReportHandled(void) { return handler != nullptr; }
 void ddReportFile(const char *path) { file = path; }
 
 void ddReportLines(ddPlaceResolver r) { resolver = r; }
+
+void ddReportPlacer(ddCodePlacer p) { placer = p; }
+
+void ddReportAtCode(int code) { ddReportPlaceAtHand = placer ? placer(code) : ddPlace{}; }

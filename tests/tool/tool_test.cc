@@ -149,7 +149,7 @@ TEST(Tool, CheckReportsEachMistakeAtItsPlace) {
     if (entry.path().extension() != ".schema") continue;
     files++;
     std::string file = "tests/mistakes/" + entry.path().filename().string();
-    Result r = rkdd("check --werror " + file);
+    Result r = rkdd("check -v --werror " + file);
     EXPECT_EQ(r.status, 1) << file << "\n" << r.err;
     std::ifstream in(entry.path());
     int expects = 0;
