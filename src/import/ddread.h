@@ -69,6 +69,9 @@ static inline ddPlace ddStreamPlace(const ddStream *stream, const char *p) {
 ** The line table it keeps grows by 8 bytes per line read. */
 void ddStreamTrack(ddStream *stream, long long sizeHint);
 void ddStreamEndPlaces(void);
+/* Notes where the lines that begin in the text at hand begin; the reader
+** calls it for each chunk of a stream that takes places. */
+void ddStreamNoteLines(const ddStream *stream);
 
 /* Notes that a new unit begins at the next character. */
 void ddMarkUnit(ddStream *stream);

@@ -1,23 +1,16 @@
 /*
 ** The schema text reader: a cursor over the file's bytes, the shared scanning
-** steps (blanks, comments, lists, options), the command loop, and the handlers
-** of dataDef, recordDef, struct, parent, child, alias, describe and define.
+** steps (blanks, comments, lists, splitting options), the command loop, and
+** the handlers of dataDef, recordDef, struct, parent, child, alias, describe
+** and define. The option tables are in ddoption1, the line table in ddplace1.
 */
 #define RK_SOURCE_NAME "ddread1"
 #include "ddread.h"
 
 #include <sys/stat.h>
 
-#if defined(__SSE2__)
-#include <emmintrin.h>
-#endif
-
 #include <algorithm>
 #include <array>
-#include <cctype>
-#include <cfloat>
-#include <climits>
-#include <cmath>
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
@@ -27,6 +20,7 @@
 #include <string_view>
 
 #include "import/ddhint.h"
+#include "import/ddoption.h"
 #include "import/ddutil.h"
 #include "store/ddstore.h"
 #include "support/rkmem.h"
@@ -37,62 +31,6 @@ namespace {
 /* ---- Cursor ---------------------------------------------------------- */
 
 constexpr int kEnd = -1;
-
-/* Where each line of the text being read begins, by offset, while places
-** are taken: a plain array, so that noting a line is one store. */
-struct LineTable {
-  std::unique_ptr<int64_t[]> at;
-  size_t count = 0, room = 0;
-
-  /* Makes room for n more lines. */
-  void reserve(size_t n) {
-    if (room - count < n) grow(n);
-  }
-  [[gnu::noinline]] void grow(size_t n) {
-    size_t grown = std::max(2 * room, count + n);
-    std::unique_ptr<int64_t[]> bigger(new int64_t[grown]);
-    std::copy(at.get(), at.get() + count, bigger.get());
-    at = std::move(bigger);
-    room = grown;
-  }
-} lineStarts;
-
-/* Notes the lines that begin in the text at hand, sixteen bytes a step
-** where the processor has the instructions for it. */
-void noteLines(const ddStream *s) {
-  int64_t base = s->read - (s->end - s->at) + 1; /* a line begins behind its predecessor's end */
-  const char *p = s->at, *end = s->end;
-#if defined(__SSE2__)
-  /* 64 bytes a step: a bit per byte that ends a line. */
-  const __m128i newline = _mm_set1_epi8('\n');
-  for (; end - p >= 64; p += 64) {
-    uint64_t mask = 0;
-    for (int k = 0; k < 4; k++) {
-      __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i *>(p + 16 * k));
-      mask |= static_cast<uint64_t>(static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(bytes, newline))))
-              << (16 * k);
-    }
-    if (mask == 0) continue;
-    lineStarts.reserve(64);
-    int64_t *first = lineStarts.at.get() + lineStarts.count, *out = first;
-    for (int64_t here = base + (p - s->at); mask != 0; mask &= mask - 1) *out++ = here + __builtin_ctzll(mask);
-    lineStarts.count += static_cast<size_t>(out - first);
-  }
-#endif
-  for (; p < end; p++)
-    if (*p == '\n') {
-      lineStarts.reserve(1);
-      lineStarts.at[lineStarts.count++] = base + (p - s->at);
-    }
-}
-
-void resolvePlace(int64_t at, int32_t *line, int32_t *column) {
-  int64_t offset = at - 1;
-  const int64_t *starts = lineStarts.at.get();
-  const int64_t *after = std::upper_bound(starts, starts + lineStarts.count, offset);
-  *line = static_cast<int32_t>(std::min<int64_t>(INT32_MAX, after - starts));
-  *column = static_cast<int32_t>(std::min<int64_t>(INT32_MAX, offset - after[-1] + 1));
-}
 
 /* Makes the next chunk of the file the text at hand; false at end of input,
 ** or when the file cannot be read further, which ends the input too. */
@@ -107,7 +45,7 @@ bool refill(ddStream *s) {
   s->at = s->chunk;
   s->end = s->chunk + got;
   s->read += static_cast<long long>(got);
-  if (s->track) noteLines(s);
+  if (s->track) ddStreamNoteLines(s);
   return got > 0;
 }
 
@@ -287,51 +225,11 @@ bool readWord(ddStream *s, char *out, int size, ddPlace *place) {
 /* Texts live as long as the entries that hold them. */
 char *copyText(const char *text) { return ddBufferText(text, std::strlen(text)); }
 
-/* A repeated option replaces the earlier text, which stays unused beside
-** the entries. */
-void setText(char *&field, const char *value) { field = copyText(value); }
-
 /* What the read at hand reports beyond the default, known while it runs:
-** whether a handler is there to hear it, where the command's word and name
-** stood, and the key of the option being applied. */
+** whether a handler is there to hear it, and where the command's word and
+** name stood. */
 bool tracking;
 ddPlace wordPlace, namePlace;
-const char *optionKey = "";
-
-/* A number option's value that is not wholly a number is used as far as it
-** goes; a handler hears of it. */
-void checkNumber(const char *v, const char *end, bool range, const char *what) {
-  if (tracking && (end == v || *end != 0 || range))
-    ddReport(DD_MSG_BAD_NUMBER, "WARNING: Value of %s is not %s: \"%s\".\n", optionKey, what, v);
-}
-
-int toInt(const char *v);
-
-/* A level given as a number must be a whole one, and one an int holds;
-** the common short one is checked without converting it again. */
-void checkLevel(const char *v) {
-  size_t digits = std::strspn(v, "0123456789");
-  if (digits < 10)
-    checkNumber(v, v + digits, false, "a whole number that an int holds");
-  else
-    toInt(v);
-}
-
-/* atoi and atof without their undefined cases: a number too large for an int
-** wraps as strtol's long does, one too large for a float becomes infinite. */
-int toInt(const char *v) {
-  char *end;
-  long n = std::strtol(v, &end, 10);
-  checkNumber(v, end, n < INT_MIN || n > INT_MAX, "a whole number that an int holds");
-  return static_cast<int>(n);
-}
-float toFloat(const char *v) {
-  char *end;
-  double d = std::strtod(v, &end);
-  checkNumber(v, end, false, "a number");
-  if (std::fabs(d) > FLT_MAX && std::isfinite(d)) return d > 0 ? HUGE_VALF : -HUGE_VALF;
-  return static_cast<float>(d);
-}
 
 /* The texts of the items of the latest list: a slot of DD_ITEM_SIZE each.
 ** Every list statement of a file is read, used and let go before the next
@@ -339,179 +237,6 @@ float toFloat(const char *v) {
 ** listPlaces holds where each item's first character stood. */
 char listSlots[DD_LIST_SLOTS][DD_ITEM_SIZE];
 ddPlace listPlaces[DD_LIST_SLOTS];
-
-/* ---- Option tables --------------------------------------------------- */
-
-template <class E> struct Option {
-  std::string_view key;
-  void (*apply)(E *entry, const char *value);
-  ddPlace E::*place = nullptr; /* where the entry keeps the option's place for later steps */
-};
-
-/* Applies the row of key, or gives false when no row has it. */
-template <class E, size_t N>
-bool applyOption(const Option<E> (&table)[N], E *entry, const char *key, const char *value, ddPlace at) {
-  for (const Option<E> &row : table)
-    if (row.key == key) {
-      optionKey = key;
-      row.apply(entry, value);
-      if (row.place) entry->*row.place = at;
-      return true;
-    }
-  return false;
-}
-
-/* An option that changes nothing where it stands; a handler hears why. */
-void noEffect(const char *why) {
-  if (tracking) ddReport(DD_MSG_NO_EFFECT, "WARNING: %s has no effect: %s.\n", optionKey, why);
-}
-
-/* Rows that data items and records share; their fields have the same names. */
-template <class E> void optAcnt(E *e, const char *v) { e->acnt = toInt(v); }
-template <class E> void optKey(E *e, const char *v) {
-  e->key = toInt(v);
-  if (tracking && (e->key < 0 || e->key > static_cast<int>(DD_FLAG_KEY_MASK)))
-    ddReport(DD_MSG_KEY_OUT_OF_RANGE, "WARNING: KEY %d is out of range 0..%u; it keeps its low bits.\n",
-             e->key, DD_FLAG_KEY_MASK);
-}
-template <class E> void optNoDisp(E *e, const char *) { e->disp = 0; }
-template <class E> void optNoEdit(E *e, const char *) { e->edit = 0; }
-template <class E> void optNoSearch(E *e, const char *) { e->search = 0; }
-template <class E> void optLabel(E *e, const char *v) { setText(e->label, v); }
-template <class E> void optMsg(E *e, const char *v) { setText(e->msg, v); }
-template <class E> void optSite(E *e, const char *v) { setText(e->site, v); }
-template <class E> void optVer(E *e, const char *v) { e->ver = static_cast<uint16_t>(toInt(v)); }
-template <class E> void optXcode(E *e, const char *v) { setText(e->xcode, v); }
-
-constexpr int kTextType = 11;
-
-/* Types whose length the file gives; every other type has a fixed one. */
-bool takesLength(int type) {
-  return type == MTYPE_FLAG || type == MTYPE_ENUM || type == MTYPE_TEXT || type == MTYPE_DATA;
-}
-
-constexpr Option<ddBufData> kDataOptions[] = {
-    {"LEN",
-     [](ddBufData *d, const char *v) {
-       d->len = toInt(v);
-       if (!takesLength(d->type)) noEffect("the type has a length of its own");
-     }},
-    {"ACNT", optAcnt<ddBufData>},
-    {"DEF",
-     [](ddBufData *d, const char *v) {
-       if (d->type == kTextType)
-         setText(d->defStr, v);
-       else
-         d->defVal = toFloat(v);
-       d->defSet = 1;
-     },
-     &ddBufData::defPlace},
-    {"MIN",
-     [](ddBufData *d, const char *v) {
-       d->min = toFloat(v);
-       d->minSet = 1;
-     },
-     &ddBufData::minPlace},
-    {"MAX",
-     [](ddBufData *d, const char *v) {
-       d->max = toFloat(v);
-       d->maxSet = 1;
-     },
-     &ddBufData::maxPlace},
-    {"KEY", optKey<ddBufData>},
-    {"NODISP", optNoDisp<ddBufData>},
-    {"NOEDIT", optNoEdit<ddBufData>},
-    {"NOSEARCH", optNoSearch<ddBufData>},
-    {"LABEL", optLabel<ddBufData>},
-    {"MSG", optMsg<ddBufData>},
-    {"SITE", optSite<ddBufData>},
-    {"VER", optVer<ddBufData>},
-    {"XCODE", optXcode<ddBufData>, &ddBufData::xcodePlace},
-    {"ENUM", [](ddBufData *d, const char *) { d->isEnum = 1; }},
-};
-
-constexpr Option<ddBufRecord> kRecordOptions[] = {
-    {"LEV",
-     [](ddBufRecord *r, const char *v) {
-       r->lev = ddLevelFromName(v);
-       if (tracking && std::isdigit(static_cast<unsigned char>(*v))) checkLevel(v);
-     }},
-    {"PARENT", [](ddBufRecord *r, const char *v) { setText(r->parentName, v); }, &ddBufRecord::parentPlace},
-    {"CHILD", [](ddBufRecord *r, const char *v) { setText(r->childName, v); }, &ddBufRecord::childPlace},
-    {"ALIAS", [](ddBufRecord *r, const char *v) { setText(r->aliasName, v); }, &ddBufRecord::aliasPlace},
-    {"ACNT", optAcnt<ddBufRecord>},
-    {"KEY", optKey<ddBufRecord>},
-    {"NODISP", optNoDisp<ddBufRecord>},
-    {"NOEDIT", optNoEdit<ddBufRecord>},
-    {"NOSEARCH", optNoSearch<ddBufRecord>},
-    {"LABEL", optLabel<ddBufRecord>},
-    {"MSG", optMsg<ddBufRecord>},
-    {"SITE", optSite<ddBufRecord>},
-    {"VER", optVer<ddBufRecord>},
-    {"XCODE", optXcode<ddBufRecord>, &ddBufRecord::xcodePlace},
-    {"PREFIX", [](ddBufRecord *r, const char *v) { setText(r->prefix, v); }},
-};
-
-constexpr Option<ddBufStruct> kHeaderOptions[] = {
-    {"SN", [](ddBufStruct *s, const char *v) { setText(s->sn, v); }},
-    {"UN", [](ddBufStruct *s, const char *v) { setText(s->un, v); }},
-    {"LEN", [](ddBufStruct *s, const char *v) { s->len = toInt(v); }},
-};
-
-/* Every record that import builds is laid out packed by the store, in
-** member order, so these member options change nothing of its layout. */
-constexpr Option<ddBufMember> kMemberOptions[] = {
-    {"PTR", [](ddBufMember *m, const char *) { m->ptr = 1; }},
-    {"BIT", [](ddBufMember *m, const char *v) { m->bit = toInt(v); }},
-    {"OFF",
-     [](ddBufMember *m, const char *v) {
-       m->off = toInt(v);
-       noEffect("offsets are worked out from the members");
-     }},
-    {"FN",
-     [](ddBufMember *m, const char *v) {
-       setText(m->fn, v);
-       noEffect("nothing keeps it");
-     }},
-    {"SHARE",
-     [](ddBufMember *m, const char *) {
-       m->share = 1;
-       noEffect("records are laid out packed, and the member is left out of them");
-     }},
-    {"PAD",
-     [](ddBufMember *m, const char *v) {
-       m->pad = toInt(v);
-       noEffect("records are laid out packed, with no gaps");
-       if (m->pad > 0) return;
-       ddReport(DD_MSG_PAD_NOT_POSITIVE, "WARNING: Value for PAD must be greater than 0.\n\tSetting to 1.\n");
-       m->pad = 1;
-     }},
-};
-
-/* The keys of a table, for a hint at a mistyped one. */
-template <class E, size_t N> void hintKey(const Option<E> (&table)[N], const char *key) {
-  if (!tracking || *key == 0) return;
-  const char *keys[N];
-  for (size_t i = 0; i < N; i++) keys[i] = table[i].key.data();
-  ddHintWord(key, keys, static_cast<int>(N));
-}
-
-/* Splits items[first..count) and applies each to entry through table; a key
-** in no row gets the message of unknown, with the key. Each item's messages
-** are about its place. */
-template <class E, size_t N>
-void applyOptions(const Option<E> (&table)[N], E *entry, int first, int count, char **items,
-                  const char *unknown) {
-  char key[DD_OPTION_SIZE], value[DD_OPTION_SIZE];
-  for (int i = first; i < count; i++) {
-    if (tracking) ddReportAt(listPlaces[i]);
-    ddSplitOption(items[i], key, value);
-    if (!applyOption(table, entry, key, value, listPlaces[i])) {
-      ddReport(DD_MSG_UNKNOWN_OPTION, unknown, key);
-      hintKey(table, key);
-    }
-  }
-}
 
 /* A new entry of the kind named name, at the name's place; null, with the
 ** message, when the name is taken. */
@@ -576,22 +301,6 @@ constexpr size_t kChunkSize = DD_CHUNK_SIZE;
 /* ---- Scanner --------------------------------------------------------- */
 
 void ddMarkUnit(ddStream *s) { s->mark = s->read - (s->end - s->at); }
-
-void ddStreamTrack(ddStream *s, long long sizeHint) {
-  s->track = 1;
-  /* Room for a line per 12 bytes, which schemas seldom pass, so that the
-  ** table is rarely copied as it grows. */
-  lineStarts.count = 0;
-  lineStarts.reserve(static_cast<size_t>(std::clamp(sizeHint / 12, 16LL, 1LL << 24)));
-  lineStarts.at[lineStarts.count++] = s->read - (s->end - s->at);
-  noteLines(s);
-  ddReportLines(resolvePlace);
-}
-
-void ddStreamEndPlaces(void) {
-  ddReportLines(nullptr);
-  lineStarts = LineTable{};
-}
 
 namespace {
 /* What follows a '/' just taken, at place slash: a comment, passed over, or
@@ -809,16 +518,6 @@ bool isRecordType(int type) {
   return type == MTYPE_ROOT || type == MTYPE_BEAD || type == MTYPE_REC || type == MTYPE_XFORM;
 }
 
-/* What only a handler hears of a data item's range and default. */
-void checkRange(const ddBufData *d) {
-  if (d->minSet && d->maxSet && d->min > d->max)
-    ddReportOn(d->minPlace, DD_MSG_RANGE_INVERTED, "WARNING: MIN %g of \"%s\" is above its MAX %g.\n",
-               static_cast<double>(d->min), d->name, static_cast<double>(d->max));
-  if (d->defSet && d->type != kTextType &&
-      ((d->minSet && d->defVal < d->min) || (d->maxSet && d->defVal > d->max)))
-    ddReportOn(d->defPlace, DD_MSG_DEFAULT_OUT_OF_RANGE, "WARNING: DEF %g of \"%s\" is outside its range.\n",
-               static_cast<double>(d->defVal), d->name);
-}
 } // namespace
 
 int ddReadDataDef(ddBuffer *buffer, const char *name, int count, char **items) {
@@ -832,8 +531,7 @@ int ddReadDataDef(ddBuffer *buffer, const char *name, int count, char **items) {
   if (tracking) ddReportAt(d->typePlace);
   d->len = ddTypeSize(d->type);
   d->disp = d->edit = d->search = 1;
-  applyOptions(kDataOptions, d, 1, count, items, "UNRECOGNIZED OPTION! \"%s\"\n");
-  if (tracking) checkRange(d);
+  ddApplyDataOptions(d, 1, count, items, listPlaces);
   if (d->len == -1) {
     ddReportOn(d->place, DD_MSG_TEXT_LENGTH,
         "ERROR: Size for rktype_text type not specified!\n\tSpecify LEN parameter for \"%s\".\n",
@@ -855,7 +553,7 @@ int ddReadRecordDef(ddBuffer *buffer, const char *name, int count, char **items)
     r->structName = copyText(items[1]);
   r->lev = 0;
   r->disp = r->edit = r->search = 1;
-  applyOptions(kRecordOptions, r, 2, count, items, "UNRECOGNIZED OPTION! \"%s\"\n");
+  ddApplyRecordOptions(r, 2, count, items, listPlaces);
   ddBufferNumber(buffer, DDBUF_RECORD, name, buffer->nextRecordNumber++);
   return 1;
 }
@@ -869,7 +567,7 @@ int ddReadStruct(ddBuffer *buffer, ddStream *s, const char *name) {
   int count = 0;
   if (ddExpectChar(s, '(')) {
     if (!ddReadList(s, &count, items, " ,)")) return 0; /* end of input */
-    applyOptions(kHeaderOptions, st, 0, count, items, "ILLEGAL OPTION! \"%s\"\n");
+    ddApplyHeaderOptions(st, 0, count, items, listPlaces);
     ddFreeList(&count, items);
   }
   ddExpectChar(s, '{');
@@ -904,7 +602,7 @@ int ddReadMember(ddBuffer *buffer, ddBufStruct *owner, int count, char **items) 
   ** is refused whole, since memberCount holds 255 at most and the field
   ** table is made from it. */
   ddBufMember scratch{};
-  applyOptions(kMemberOptions, &scratch, 1, count, items, "UNRECOGNIZED OPTION! \"%s\"\n");
+  ddApplyMemberOptions(&scratch, 1, count, items, listPlaces);
   bool counted = !scratch.share && !scratch.pad;
   if (counted && owner->memberCount == UINT8_MAX) {
     ddReportOn(listPlaces[0], DD_MSG_TOO_MANY_FIELDS, "ERROR: \"%s\" has %d fields already; member \"%s\" is skipped.\n", owner->name,
