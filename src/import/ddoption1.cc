@@ -223,6 +223,7 @@ template <class E, size_t N> void hintKey(const Option<E> (&table)[N], const cha
 template <class E, size_t N>
 void applyOptions(const Option<E> (&table)[N], E *entry, int first, int count, char **items,
                   const ddPlace *places, const char *unknown) {
+  if (first >= count) return;
   tracking = ddReportHandled();
   char key[DD_OPTION_SIZE], value[DD_OPTION_SIZE];
   for (int i = first; i < count; i++) {

@@ -596,28 +596,38 @@ int ddReadStruct(ddBuffer *buffer, ddStream *s, const char *name) {
   return 1;
 }
 
-int ddReadMember(ddBuffer *buffer, ddBufStruct *owner, int count, char **items) {
-  if (count < 1) return 0;
-  /* Options go to a scratch member first: a member that would be field 256
-  ** is refused whole, since memberCount holds 255 at most and the field
-  ** table is made from it. */
-  ddBufMember scratch{};
-  ddApplyMemberOptions(&scratch, 1, count, items, listPlaces);
-  bool counted = !scratch.share && !scratch.pad;
+namespace {
+/* Adds a member named name with the options of scratch (none when null),
+** unless it would be field 256: memberCount holds 255 at most and the
+** field table is made from it, so such a member is refused whole. */
+int addMember(ddBuffer *buffer, ddBufStruct *owner, const char *name, const ddBufMember *scratch) {
+  bool counted = scratch == nullptr || (!scratch->share && !scratch->pad);
   if (counted && owner->memberCount == UINT8_MAX) {
-    ddReportOn(listPlaces[0], DD_MSG_TOO_MANY_FIELDS, "ERROR: \"%s\" has %d fields already; member \"%s\" is skipped.\n", owner->name,
-                UINT8_MAX, items[0]);
+    ddReportOn(listPlaces[0], DD_MSG_TOO_MANY_FIELDS,
+               "ERROR: \"%s\" has %d fields already; member \"%s\" is skipped.\n", owner->name, UINT8_MAX, name);
     return 0;
   }
   /* A name may stand twice: each stays, with an index of its own. */
   auto *m = static_cast<ddBufMember *>(
-      ddBufferAddItem(buffer, DDBUF_STRUCT, &owner->members, items[0], owner->nextIndex++));
-  scratch.name = m->name;
-  scratch.index = m->index;
-  scratch.place = listPlaces[0];
-  *m = scratch;
+      ddBufferAddItem(buffer, DDBUF_STRUCT, &owner->members, name, owner->nextIndex++));
+  if (scratch != nullptr) {
+    ddBufMember kept = *scratch;
+    kept.name = m->name;
+    kept.index = m->index;
+    *m = kept;
+  }
+  m->place = listPlaces[0];
   if (counted) owner->memberCount++;
   return 1;
+}
+} // namespace
+
+int ddReadMember(ddBuffer *buffer, ddBufStruct *owner, int count, char **items) {
+  if (count < 1) return 0;
+  if (count == 1) return addMember(buffer, owner, items[0], nullptr); /* as most members are */
+  ddBufMember scratch{};
+  ddApplyMemberOptions(&scratch, 1, count, items, listPlaces);
+  return addMember(buffer, owner, items[0], &scratch);
 }
 
 /* ---- parent, child, alias, describe, define ----------------------------- */
