@@ -23,8 +23,8 @@
 #include "import/ddoption.h"
 #include "import/ddutil.h"
 #include "store/ddstore.h"
-#include "support/rkmem.h"
 #include "support/ddreport.h"
+#include "support/rkmem.h"
 
 namespace {
 
@@ -116,8 +116,8 @@ struct Gather {
   void finish() {
     data[len] = 0;
     if (cut)
-      ddReport(DD_MSG_TEXT_TOO_LONG, "ERROR: \"%.20s...\" is longer than %d characters; the rest is skipped.\n", data,
-                  size - 1);
+      ddReport(DD_MSG_TEXT_TOO_LONG, "ERROR: \"%.20s...\" is longer than %d characters; the rest is skipped.\n",
+               data, size - 1);
   }
 };
 
@@ -267,6 +267,7 @@ int readCodeList(ddBuffer *buffer, ddStream *s, const char *name, int kind) {
   skipWhile(s, [](int c) { return c == ';' || isBlank(c); });
   return 1;
 }
+
 /* ---- Command loop ---------------------------------------------------- */
 
 struct Command {
