@@ -35,18 +35,6 @@ void checkNumber(const char *v, const char *end, bool range, const char *what) {
     ddReport(DD_MSG_BAD_NUMBER, "WARNING: Value of %s is not %s: \"%s\".\n", optionKey, what, v);
 }
 
-int toInt(const char *v);
-
-/* A level given as a number must be a whole one, and one an int holds;
-** the common short one is checked without converting it again. */
-void checkLevel(const char *v) {
-  size_t digits = std::strspn(v, "0123456789");
-  if (digits < 10)
-    checkNumber(v, v + digits, false, "a whole number that an int holds");
-  else
-    toInt(v);
-}
-
 /* atoi and atof without their undefined cases: a number too large for an int
 ** wraps as strtol's long does, one too large for a float becomes infinite. */
 int toInt(const char *v) {
@@ -61,6 +49,16 @@ float toFloat(const char *v) {
   checkNumber(v, end, false, "a number");
   if (std::fabs(d) > FLT_MAX && std::isfinite(d)) return d > 0 ? HUGE_VALF : -HUGE_VALF;
   return static_cast<float>(d);
+}
+
+/* A level given as a number must be a whole one, and one an int holds;
+** the common short one is checked without converting it again. */
+void checkLevel(const char *v) {
+  size_t digits = std::strspn(v, "0123456789");
+  if (digits < 10)
+    checkNumber(v, v + digits, false, "a whole number that an int holds");
+  else
+    toInt(v);
 }
 
 template <class E> struct Option {
