@@ -79,7 +79,6 @@ int main(int argc, char **argv) {
     command->add_flag("-v,--verbose", reporting.verbose, "Show notes too")->excludes(quiet);
   }
 
-
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError &e) {

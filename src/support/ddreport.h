@@ -127,7 +127,6 @@ int ddReportHandled(void);
 ** the import at hand (the caller keeps it alive), null outside one. */
 extern ddPlace ddReportPlaceAtHand;
 static inline void ddReportAt(ddPlace place) { ddReportPlaceAtHand = place; }
-static inline ddPlace ddReportPlace(void) { return ddReportPlaceAtHand; }
 void ddReportFile(const char *path);
 /* The resolver of places, or null: places then have no line or column. */
 void ddReportLines(ddPlaceResolver resolver);
