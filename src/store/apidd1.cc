@@ -1,8 +1,8 @@
 /*
 ** Sites, codes and entries: the site table, decoding a code to its slot, the
 ** lookups by code, name, label and format level, and the creation of
-** definitions with their plain setters. Plain queries are in apidd5,
-** compiled sites fixed up in apidd3, temporary sites kept in apidd4.
+** definitions with their plain setters. Plain queries are in ddquery1,
+** compiled sites fixed up in ddcompiled1, temporary sites kept in ddtemp1.
 */
 #define RK_SOURCE_NAME "apidd1"
 #include "ddstore.h"

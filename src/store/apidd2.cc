@@ -1,6 +1,6 @@
 /*
 ** Record fields and their deferred layout, parents, children, aliases and
-** extensions; paths between records are in apidd6. How layout and searches
+** extensions; paths between records are in ddpath1. How layout and searches
 ** treat cycles, foreign tables and text lengths is written down in ddfield.h.
 */
 #define RK_SOURCE_NAME "apidd2"

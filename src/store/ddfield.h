@@ -1,6 +1,6 @@
 /*
 ** Inside the schema store: field tables and their deferred layout, and the
-** path search over fields and extensions (apidd2, apidd6). Nothing here is
+** path search over fields and extensions (apidd2, ddpath1). Nothing here is
 ** exported.
 **
 ** How this part of the store behaves where the answer is not obvious:

@@ -103,7 +103,7 @@ void ddForgetRoom(int siteNo);
 ** table print a warning and give 0. */
 int ddTypeSize(int tagType);
 
-/* Compiled sites (apidd3): the steps ddSetCode runs, in this order, once
+/* Compiled sites (ddcompiled1): the steps ddSetCode runs, in this order, once
 ** the codes of a site's tables are final. */
 #define DD_LINK_SPARE 64        /* zero slots behind every resolved name list */
 #define DD_ILEVEL_FIRST 256     /* first internal format level handed out */
@@ -121,7 +121,7 @@ void ddCopySiteTables(ddSite *site);
 ** items, so that adding them moves no entry; counts stay as they are. */
 void ddReserveDefinitions(int siteNo, int records, int data);
 
-/* Temporary sites (apidd4): record tables addressed by local code. */
+/* Temporary sites (ddtemp1): record tables addressed by local code. */
 #define DD_TEMP_ILEVEL 63
 /* Grows the record table and map so that code is the last slot. */
 void ddGrowTempTable(ddSite *site, int base, int code);

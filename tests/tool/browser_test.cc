@@ -148,6 +148,7 @@ private:
 class Pages : public ::testing::Test {
 protected:
   void SetUp() override {
+    if (!*RKDD_CHROMIUM) GTEST_SKIP() << "chromium is not installed (./setup installs it)";
     dir_ = ::testing::TempDir() + "rkdd_doc_" + std::to_string(getpid());
     std::string cmd = "'" RKDD_TOOL "' doc '" RKDD_SOURCE_DIR "/examples/scene.schema' -o '" +
                       dir_ + "' >/dev/null 2>&1";
@@ -160,6 +161,7 @@ protected:
     ASSERT_TRUE(browser_->ready()) << "no DevTools session with " RKDD_CHROMIUM;
   }
   void TearDown() override {
+    if (dir_.empty()) return;
     browser_.reset();
     kitModelFree(model_);
     std::system(("rm -rf '" + dir_ + "' '" + dir_ + "-profile' '" + dir_ + "-profile.log'").c_str());

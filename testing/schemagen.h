@@ -1,10 +1,10 @@
 /*
-** Generator of large, valid schemas of a chosen size for the benchmarks: rkdd
-** schema text, and from the same size an equivalent FlatBuffers schema and an
-** equivalent .proto, with the names, labels and levels the lookups ask for.
+** Generator of large, valid schemas of a chosen size for the benchmarks and
+** the tests: rkdd schema text, and from the same size an equivalent
+** FlatBuffers schema and an equivalent .proto, with the names, labels and levels the lookups ask for.
 */
-#ifndef RKDD_BENCH_SCHEMAGEN_H
-#define RKDD_BENCH_SCHEMAGEN_H
+#ifndef RKDD_TESTING_SCHEMAGEN_H
+#define RKDD_TESTING_SCHEMAGEN_H
 
 #include <string>
 

@@ -1,8 +1,9 @@
 /*
-** What the kit's files share beyond the public header.
+** What the kit's writer and comparer share about schema text beyond the
+** public header: the length a tag type gives by default, and float text.
 */
-#ifndef RKDD_KIT_KEYWORDS_H
-#define RKDD_KIT_KEYWORDS_H
+#ifndef RKDD_KIT_SCHEMATEXT_H
+#define RKDD_KIT_SCHEMATEXT_H
 
 #include <string>
 

@@ -7,7 +7,7 @@
 
 #include "arena.h"
 #include "change.h"
-#include "keywords.h"
+#include "schematext.h"
 
 #include <algorithm>
 #include <cstring>

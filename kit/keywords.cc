@@ -6,7 +6,7 @@
 #include <rkdd/kit.h>
 #include <rkdd/keywords.h>
 
-#include "keywords.h"
+#include "schematext.h"
 
 #include <cstdio>
 #include <cstdlib>

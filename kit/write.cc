@@ -6,7 +6,7 @@
 */
 #include <rkdd/kit.h>
 
-#include "keywords.h"
+#include "schematext.h"
 
 #include <cstdarg>
 #include <cstdlib>

@@ -1,0 +1,19 @@
+# Builds the consumer program with rkdd taken in by add_subdirectory, the
+# tool left out, and CLI11, nlohmann-json and GoogleTest made unfindable: a
+# library-only build must look for none of them, nor build the tests.
+file(REMOVE_RECURSE ${WORK})
+function(run)
+  execute_process(COMMAND ${ARGN} RESULT_VARIABLE status OUTPUT_VARIABLE out ERROR_VARIABLE err)
+  if(NOT status EQUAL 0)
+    message(FATAL_ERROR "${ARGN} gave ${status}:\n${out}\n${err}")
+  endif()
+endfunction()
+run(${CMAKE_COMMAND} -S ${CONSUMER} -B ${WORK} -G ${GENERATOR} -DRKDD_SOURCE=${SOURCE}
+    -DCMAKE_DISABLE_FIND_PACKAGE_CLI11=ON -DCMAKE_DISABLE_FIND_PACKAGE_nlohmann_json=ON
+    -DCMAKE_DISABLE_FIND_PACKAGE_GTest=ON)
+if(EXISTS ${WORK}/rkdd/tests OR EXISTS ${WORK}/rkdd/tools)
+  message(FATAL_ERROR "a library-only subproject build configured the tests or the tool")
+endif()
+run(${CMAKE_COMMAND} --build ${WORK} --target consumer)
+run(${WORK}/consumer)
+file(REMOVE_RECURSE ${WORK})
