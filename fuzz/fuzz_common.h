@@ -99,6 +99,79 @@ template <typename Body> void fuzzFresh(Body body) {
 
 /* Every slot, link and text is read in full, so that the address sanitizer
 ** sees a table shorter than its count; codes, maps and look-ups agree. */
+namespace fuzzdetail {
+
+/* One record slot of site s: its code, its map entry, the look-ups that
+** reach it, and its fields, links, extenders and texts readable. */
+inline void checkRecordSlot(int s, ddSite *site, int i) {
+  ddRSchema *r = &site->recordTable[i];
+  int full = ddSiteRecordCode(s, i), local = full - site->codeOffset;
+  int code = r->head.code;
+  /* An empty slot, an entry with its full code, or a temporary entry,
+  ** which keeps its local code. */
+  FUZZ_CHECK(code == 0 || code == full || code == local);
+  FUZZ_CHECK(site->recordMap[i] == 0 || site->recordMap[i] == code);
+  FUZZ_CHECK(ddIsRcode(full) && !ddIsDcode(full));
+  FUZZ_CHECK(ddGetSchema(full) == &r->head);
+  FUZZ_CHECK(ddGetRSchema(full) == r && ddGetDSchema(full) == nullptr);
+  FUZZ_CHECK(ddSiteGetNthRcode(s, i) == code);
+  FUZZ_CHECK(r->fields != nullptr || r->fieldCount == 0);
+  for (int k = 0; k < r->fieldCount; k++) {
+    volatile int32_t c = r->fields[k].code;
+    (void)c;
+  }
+  if (r->fieldCount > 0)
+    FUZZ_CHECK(ddGetFieldNth(full, r->fieldCount - 1u) == r->fields[r->fieldCount - 1].code);
+  if (r->links != nullptr) {
+    ddLinks *l = r->links;
+    for (int k = 0; k < l->parentCount; k++) FUZZ_CHECK(ddGetParentNth(full, k) == l->parents[k]);
+    for (int k = 0; k < l->childCount; k++) FUZZ_CHECK(ddGetChildNth(full, k) == l->children[k]);
+    for (int k = 0; k < l->aliasCount; k++) FUZZ_CHECK(ddGetAliasNth(full, k) == l->aliases[k]);
+  }
+  /* The list of extenders holds as many codes as it counts. A code may be
+  ** 0: ddSetXcode on an empty slot attaches it, as the list's guard reports. */
+  int ext = ddGetExtFieldCount(full), listed = 0;
+  for (mlistNode *n = r->extFields ? mlistHead(r->extFields) : nullptr; n; n = mlistNext(n)) listed++;
+  FUZZ_CHECK(listed == ext);
+  for (const char *t : {r->head.name, r->head.label, r->head.desc, r->prefix})
+    if (t != nullptr) (void)std::strlen(t);
+}
+
+inline void checkDataSlot(int s, ddSite *site, int i) {
+  ddDSchema *d = &site->dataTable[i];
+  int full = ddSiteDataCode(s, i);
+  FUZZ_CHECK(d->head.code == full);
+  FUZZ_CHECK(site->dataMap[i] == full);
+  FUZZ_CHECK(ddIsDcode(full) && !ddIsRcode(full));
+  FUZZ_CHECK(ddGetSchema(full) == &d->head);
+  FUZZ_CHECK(ddGetDSchema(full) == d && ddGetRSchema(full) == nullptr);
+  for (const char *t : {d->head.name, d->head.label, d->head.desc, d->defString})
+    if (t != nullptr) (void)std::strlen(t);
+}
+
+/* A look-up by name gives the first definition of that name, in site
+** order, records before data. */
+inline void checkFirstByName(const char *name) {
+  struct First {
+    const char *name;
+    ddSchema *found;
+  };
+  if (name == nullptr) return;
+  First first = {name, nullptr};
+  ddWalkSchemas(
+      [](ddSchema *e, int, void *user) {
+        auto *f = static_cast<First *>(user);
+        if (e->name == nullptr || std::strcmp(e->name, f->name) != 0) return 1;
+        f->found = e;
+        return 0;
+      },
+      1, 1, &first);
+  FUZZ_CHECK(first.found != nullptr);
+  FUZZ_CHECK(ddNameToCode(name) == first.found->code);
+}
+
+} // namespace fuzzdetail
+
 inline void fuzzCheckTables() {
   FUZZ_CHECK(ddSiteTableCount >= 0 && ddSiteTableCount <= DD_MAX_SITES);
   FUZZ_CHECK(ddSiteCount() == ddSiteTableCount);
@@ -112,76 +185,13 @@ inline void fuzzCheckTables() {
     FUZZ_CHECK((site->dataTable == nullptr) == (site->dataCount == 0));
     FUZZ_CHECK(std::memchr(site->id, 0, sizeof site->id) != nullptr);
     FUZZ_CHECK(std::memchr(site->desc, 0, sizeof site->desc) != nullptr);
-    for (int i = 0; i < site->recordCount; i++) {
-      ddRSchema *r = &site->recordTable[i];
-      int full = ddSiteRecordCode(s, i), local = full - site->codeOffset;
-      int code = r->head.code;
-      /* An empty slot, an entry with its full code, or a temporary entry,
-      ** which keeps its local code. */
-      FUZZ_CHECK(code == 0 || code == full || code == local);
-      FUZZ_CHECK(site->recordMap[i] == 0 || site->recordMap[i] == code);
-      FUZZ_CHECK(ddIsRcode(full) && !ddIsDcode(full));
-      FUZZ_CHECK(ddGetSchema(full) == &r->head);
-      FUZZ_CHECK(ddGetRSchema(full) == r && ddGetDSchema(full) == nullptr);
-      FUZZ_CHECK(ddSiteGetNthRcode(s, i) == code);
-      FUZZ_CHECK(r->fields != nullptr || r->fieldCount == 0);
-      for (int k = 0; k < r->fieldCount; k++) {
-        volatile int32_t c = r->fields[k].code;
-        (void)c;
-      }
-      if (r->fieldCount > 0) FUZZ_CHECK(ddGetFieldNth(full, r->fieldCount - 1u) ==
-                                        r->fields[r->fieldCount - 1].code);
-      if (r->links != nullptr) {
-        ddLinks *l = r->links;
-        for (int k = 0; k < l->parentCount; k++) FUZZ_CHECK(ddGetParentNth(full, k) == l->parents[k]);
-        for (int k = 0; k < l->childCount; k++) FUZZ_CHECK(ddGetChildNth(full, k) == l->children[k]);
-        for (int k = 0; k < l->aliasCount; k++) FUZZ_CHECK(ddGetAliasNth(full, k) == l->aliases[k]);
-      }
-      /* The list of extenders holds as many codes as it counts. A code may
-      ** be 0: ddSetXcode on an empty slot attaches it, as the list's guard
-      ** reports. */
-      int ext = ddGetExtFieldCount(full), listed = 0;
-      for (mlistNode *n = r->extFields ? mlistHead(r->extFields) : nullptr; n; n = mlistNext(n)) listed++;
-      FUZZ_CHECK(listed == ext);
-      for (const char *t : {r->head.name, r->head.label, r->head.desc, r->prefix})
-        if (t != nullptr) (void)std::strlen(t);
-    }
-    for (int i = 0; i < site->dataCount; i++) {
-      ddDSchema *d = &site->dataTable[i];
-      int full = ddSiteDataCode(s, i);
-      FUZZ_CHECK(d->head.code == full);
-      FUZZ_CHECK(site->dataMap[i] == full);
-      FUZZ_CHECK(ddIsDcode(full) && !ddIsRcode(full));
-      FUZZ_CHECK(ddGetSchema(full) == &d->head);
-      FUZZ_CHECK(ddGetDSchema(full) == d && ddGetRSchema(full) == nullptr);
-      for (const char *t : {d->head.name, d->head.label, d->head.desc, d->defString})
-        if (t != nullptr) (void)std::strlen(t);
-    }
+    for (int i = 0; i < site->recordCount; i++) fuzzdetail::checkRecordSlot(s, site, i);
+    for (int i = 0; i < site->dataCount; i++) fuzzdetail::checkDataSlot(s, site, i);
   }
-  /* A look-up by name gives the first definition of that name, in site
-  ** order, records before data. */
-  struct First {
-    const char *name;
-    ddSchema *found;
-  };
-  auto byName = [](const char *name) {
-    if (name == nullptr) return;
-    First first = {name, nullptr};
-    ddWalkSchemas(
-        [](ddSchema *e, int, void *user) {
-          auto *f = static_cast<First *>(user);
-          if (e->name == nullptr || std::strcmp(e->name, f->name) != 0) return 1;
-          f->found = e;
-          return 0;
-        },
-        1, 1, &first);
-    FUZZ_CHECK(first.found != nullptr);
-    FUZZ_CHECK(ddNameToCode(name) == first.found->code);
-  };
   for (int s = 0; s < ddSiteTableCount; s++) {
     ddSite *site = ddSiteTable[s];
-    for (int i = 0; i < site->recordCount; i++) byName(site->recordTable[i].head.name);
-    for (int i = 0; i < site->dataCount; i++) byName(site->dataTable[i].head.name);
+    for (int i = 0; i < site->recordCount; i++) fuzzdetail::checkFirstByName(site->recordTable[i].head.name);
+    for (int i = 0; i < site->dataCount; i++) fuzzdetail::checkFirstByName(site->dataTable[i].head.name);
   }
 }
 

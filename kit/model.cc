@@ -3,6 +3,7 @@
 ** record and data item in code order, with its options, field table, links
 ** and the names they refer to, resolved by code within the site.
 */
+#include <rkdd/keywords.h>
 #include <rkdd/kit.h>
 
 #include "arena.h"
@@ -11,7 +12,6 @@
 
 namespace {
 
-constexpr int kSiteSpan = 4096;
 
 /* Where a code lies: its site, or -1 when it is in no site's range. */
 int siteOf(int code) {
@@ -32,7 +32,7 @@ void readHead(kit::Arena &arena, kitDef &d, int kind, int code, int siteNo) {
   const ddSchema *head = ddGetSchema(code);
   d.kind = kind;
   d.code = code;
-  d.local = code - siteNo * kSiteSpan;
+  d.local = code - siteNo * RKDD_CODE_SPAN;
   d.name = arena.copy(head->name);
   d.label = arena.copy(head->label);
   d.desc = arena.copy(head->desc);
@@ -57,7 +57,7 @@ void readLinks(kit::Arena &arena, const int *codes, int count, kitLink **out, in
     kitLink &l = links[i];
     l.code = codes[i];
     l.site = siteOf(l.code);
-    l.local = l.site >= 0 ? l.code - l.site * kSiteSpan : l.code;
+    l.local = l.site >= 0 ? l.code - l.site * RKDD_CODE_SPAN : l.code;
     l.name = ddGetSchema(l.code) ? arena.copy(ddGetName(l.code)) : nullptr;
   }
   *out = links;
@@ -80,7 +80,7 @@ void readFields(kit::Arena &arena, const kitModel &m, kitDef &d) {
     f.code = slot.code;
     const kitDef *own = kitFindCode(&m, slot.code);
     f.site = own ? m.site : siteOf(slot.code);
-    f.local = f.site >= 0 ? slot.code - f.site * kSiteSpan : slot.code;
+    f.local = f.site >= 0 ? slot.code - f.site * RKDD_CODE_SPAN : slot.code;
     f.kind = signedKind(slot.bits);
     f.bitPos = static_cast<int>(slot.bits & DD_FIELD_BITPOS_MASK);
     f.offset = slot.offset;
@@ -179,8 +179,8 @@ kitModel *kitModelRead(int siteNo) {
     m->siteDesc = arena->copy(site->desc);
     int firstRecord = 0, lastRecord = 0, firstData = 0, lastData = 0;
     ddSiteInfo(siteNo, &firstRecord, &lastRecord, &firstData, &lastData);
-    m->recordBase = firstRecord - siteNo * kSiteSpan;
-    m->dataBase = firstData - siteNo * kSiteSpan;
+    m->recordBase = firstRecord - siteNo * RKDD_CODE_SPAN;
+    m->dataBase = firstData - siteNo * RKDD_CODE_SPAN;
     /* Slots hold full codes in rising order; an empty slot holds 0. A
     ** temporary entry holds its local code, which is mapped back. */
     int records = 0, data = 0;

@@ -4,6 +4,7 @@
 ** every definition its code again. Texts are checked against the rules by
 ** which the reader takes them apart; what no text can say is warned about.
 */
+#include <rkdd/keywords.h>
 #include <rkdd/kit.h>
 
 #include "schematext.h"
@@ -23,19 +24,21 @@
 
 namespace {
 
-/* Limits of the reader: one word or list item, and a describe text. */
-constexpr size_t kItemMax = 99;
-constexpr size_t kTextMax = 4095;
+/* Limits of the reader (rkdd/keywords.h): one word or list item, and a
+** describe text. */
+constexpr size_t kItemMax = RKDD_WORD_MAX;
+constexpr size_t kTextMax = RKDD_TEXT_MAX;
 /* Where a line of options is wrapped. */
 constexpr size_t kLineWidth = 96;
 /* Names are padded to this width at most, so that lists line up. */
 constexpr size_t kPadMax = 20;
-constexpr int kSiteSpan = 4096;
 /* Bits of an enumeration whose file gives no LEN. */
 constexpr int kEnumWidth = 4;
 
-bool isBlank(int c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
-bool isWhite(int c) { return isBlank(c) || c == '\v' || c == '\f'; }
+/* The reader's character sets; the terminator of each set is no member. */
+bool inSet(int c, const char *set) { return c != 0 && std::strchr(set, c) != nullptr; }
+bool isBlank(int c) { return inSet(c, RKDD_BLANKS); }
+bool isWhite(int c) { return inSet(c, RKDD_WHITE); }
 
 /* The item that the list reader makes of text followed by the terminator
 ** term, or nothing when the text would not end as one item there (a
@@ -45,7 +48,7 @@ std::optional<std::string> readItem(std::string_view text, char sep, char term) 
   size_t i = 0, n = text.size();
   auto at = [&](size_t k) { return k < n ? text[k] : term; };
   for (;;) {
-    while (i < n && !std::strchr("/=\"", text[i]) && text[i] != sep && text[i] != term)
+    while (i < n && !inSet(text[i], RKDD_ITEM_STOPS) && text[i] != sep && text[i] != term)
       item += text[i++];
     if (at(i) == '=') item += text[i++];
     if (at(i) == '"') {
@@ -173,7 +176,7 @@ private:
     auto gaps = [&](const kitDef *defs, int count, int next) {
       for (int i = 0; i < count; next = defs[i++].local + 1)
         for (; next < defs[i].local; next++)
-          names_[m_.site * kSiteSpan + next] = {unique("_gap" + std::to_string(next), taken), true};
+          names_[m_.site * RKDD_CODE_SPAN + next] = {unique("_gap" + std::to_string(next), taken), true};
     };
     gaps(m_.data, m_.dataCount, m_.dataBase);
     gaps(m_.records, m_.recordCount, m_.recordBase);
@@ -326,7 +329,7 @@ private:
       warn("%s codes %d to %d are empty: written as placeholders", record ? "record" : "data",
            next, local - 1);
     for (; next < local; next++) {
-      const std::string &gap = names_[m_.site * kSiteSpan + next].text;
+      const std::string &gap = names_[m_.site * RKDD_CODE_SPAN + next].text;
       out_ += record ? "recordDef " + gap + " { rktype_null, rkNULL };\n"
                      : "dataDef " + gap + " { rktype_ival };\n";
     }
@@ -336,8 +339,8 @@ private:
   void writeData() {
     if (m_.dataCount == 0) return;
     out_ += "\n";
-    if (m_.dataBase != 2048)
-      warn("data codes start at %d in the site and at 2048 in an import", m_.dataBase);
+    if (m_.dataBase != RKDD_DATA_BASE)
+      warn("data codes start at %d in the site and at %d in an import", m_.dataBase, RKDD_DATA_BASE);
     size_t width = padWidth(m_.data, m_.dataCount);
     int next = m_.dataBase;
     for (int i = 0; i < m_.dataCount; i++) {
@@ -462,8 +465,8 @@ private:
 
   void writeRecords() {
     if (m_.recordCount == 0) return;
-    if (m_.recordBase != 256)
-      warn("record codes start at %d in the site and at 256 in an import", m_.recordBase);
+    if (m_.recordBase != RKDD_RECORD_BASE)
+      warn("record codes start at %d in the site and at %d in an import", m_.recordBase, RKDD_RECORD_BASE);
     size_t width = padWidth(m_.records, m_.recordCount);
     int next = m_.recordBase;
     for (int i = 0; i < m_.recordCount; i++) {

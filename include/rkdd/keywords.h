@@ -1,7 +1,8 @@
 /*
-** The keywords of schema text for tag types and format levels, written down
-** once. Each list is a macro that a reader expands with one of its own, so
-** the header holds no data and no symbol. It compiles as C99 and as C++.
+** The keywords of schema text for tag types and format levels, the code
+** space, and the reader's limits and character classes, written down once.
+** Each list is a macro that a reader expands with one of its own, so the
+** header holds no data and no symbol. It compiles as C99 and as C++.
 */
 #ifndef RKDD_KEYWORDS_H
 #define RKDD_KEYWORDS_H
@@ -46,5 +47,34 @@
   X(15, "ILTSRCLVL") X(11, "ISOUNDLVL") X(8, "IROADLVL") X(7, "IPATHLVL")      \
   X(17, "ICATLVL") X(13, "ICLIPLVL") X(18, "IGRIDLVL") X(19, "IHELPERLVL")     \
   X(21, "ITORLVL") X(20, "ISURFLVL") X(25, "ILPSYSTEM") X(225, "IUNKNOWN")
+
+/*
+** The code space. Site n holds the codes n * RKDD_CODE_SPAN up to the next
+** site's first; a code's local part is its remainder. An imported site
+** numbers records from RKDD_RECORD_BASE and data items from RKDD_DATA_BASE.
+*/
+#define RKDD_CODE_SPAN 4096
+#define RKDD_RECORD_BASE 256
+#define RKDD_DATA_BASE 2048
+
+/*
+** The reader's limits: longer text is cut, reported, and the rest of it
+** skipped. A word is a command word, a name, one list item before trimming,
+** an option's key or its value; a text is a describe text or a define value.
+*/
+#define RKDD_WORD_MAX 99
+#define RKDD_TEXT_MAX 4095
+#define RKDD_LIST_MAX 50 /* items of one list */
+
+/*
+** The reader's characters. Blanks separate the parts of a statement and are
+** trimmed from list items; white space (blanks and these two more) also ends
+** a command word or a name. Inside a list item, besides the list's own
+** separator and terminator, these stop plain text: a comment's '/', an
+** option's '=', a quoted text's '"'.
+*/
+#define RKDD_BLANKS " \t\n\r"
+#define RKDD_WHITE RKDD_BLANKS "\v\f"
+#define RKDD_ITEM_STOPS "/=\""
 
 #endif /* RKDD_KEYWORDS_H */

@@ -50,7 +50,7 @@ enum {
 typedef struct kitField {
   int32_t code;       /* the code the slot holds, as stored */
   int32_t site;       /* site of that code; -1 when it lies in no site's range */
-  int32_t local;      /* code - site * 4096 when site >= 0, else the code */
+  int32_t local;      /* code - site * RKDD_CODE_SPAN when site >= 0, else the code */
   const char *name;   /* the held definition's name; null when it has none or
                       ** is no definition (see problem) */
   int32_t kind;       /* DD_KIND_DC, DD_KIND_POINTER, DD_KIND_STRUCTURE (or odd) */
@@ -79,7 +79,7 @@ typedef struct kitLink {
 typedef struct kitDef {
   int32_t kind;         /* KIT_RECORD or KIT_DATA */
   int32_t code;         /* full code */
-  int32_t local;        /* code within the site (code - site * 4096) */
+  int32_t local;        /* code within the site (code - site * RKDD_CODE_SPAN) */
   const char *name;     /* null for none; the texts below likewise */
   const char *label;
   const char *desc;     /* the description (a file's MSG or describe text) */
@@ -172,7 +172,7 @@ RKDDKIT_API const char *kitFloatText(float value, char *out, size_t size);
 **  - a gap in the codes is filled with a placeholder definition named
 **    _gap<local> (rktype_ival data, rktype_null records), so the codes that
 **    follow keep their places; a site whose tables start elsewhere than
-**    256 / 2048 is written as if they did;
+**    RKDD_RECORD_BASE / RKDD_DATA_BASE is written as if they did;
 **  - a field or link whose code names nothing in the site (another site's
 **    code, a field's code 0) is left out, with a comment in its place; a
 **    link to code 0 is written as a name that nothing defines (_none), which

@@ -19,7 +19,7 @@ bool sameLetter(char a, char b) {
   return std::tolower(static_cast<unsigned char>(a)) == std::tolower(static_cast<unsigned char>(b));
 }
 
-/* Edits from a to b, adjacent swaps counting one; words are at most 99
+/* Edits from a to b, adjacent swaps counting one; words are at most RKDD_WORD_MAX
 ** characters, so three rows of the table suffice. */
 int distance(std::string_view a, std::string_view b) {
   std::vector<int> before(b.size() + 1), last(b.size() + 1), row(b.size() + 1);

@@ -10,16 +10,18 @@
 #include <stdio.h>
 
 #include "import/ddbuffer.h"
+#include "rkdd/keywords.h"
 
-/* Buffer sizes, terminator included. Longer text is cut to size - 1
-** characters, the rest of it is skipped, and one "ERROR: ..." line says so;
-** items past the 50th of a list are skipped the same way. */
+/* Buffer sizes, terminator included, from the limits rkdd/keywords.h
+** publishes. Longer text is cut to size - 1 characters, the rest of it is
+** skipped, and one "ERROR: ..." line says so; items past the last slot of a
+** list are skipped the same way. */
 enum {
-  DD_WORD_SIZE = 100,   /* command word, name behind it */
-  DD_ITEM_SIZE = 100,   /* one list item, before trimming */
-  DD_LIST_SLOTS = 50,   /* items of one list */
-  DD_OPTION_SIZE = 100, /* key and value of ddSplitOption */
-  DD_TEXT_SIZE = 4096,  /* describe text, define value */
+  DD_WORD_SIZE = RKDD_WORD_MAX + 1,   /* command word, name behind it */
+  DD_ITEM_SIZE = RKDD_WORD_MAX + 1,   /* one list item, before trimming */
+  DD_LIST_SLOTS = RKDD_LIST_MAX,      /* items of one list */
+  DD_OPTION_SIZE = RKDD_WORD_MAX + 1, /* key and value of ddSplitOption */
+  DD_TEXT_SIZE = RKDD_TEXT_MAX + 1,   /* describe text, define value */
 };
 
 /* The most text one unit of a file may run to: a command word, a name, a

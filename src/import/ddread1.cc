@@ -60,17 +60,21 @@ bool take(ddStream *s, int c) {
   return true;
 }
 
-/* Classes of characters, one table look-up each: the scanner's blanks, the
-** wider white space around words, the characters of an option's key, and
-** those that end a plain list item (see takePlainItem). */
-enum : uint8_t { kBlankChar = 1, kWhiteChar = 2, kKeyChar = 4, kEndsPlain = 8 };
+/* Classes of characters, one table look-up each, from the sets that
+** rkdd/keywords.h publishes (the kit's writer quotes by the same sets): the
+** scanner's blanks, the wider white space around words, the characters of
+** an option's key, those that stop a list item's plain text, and those that
+** end a plain list item (see takePlainItem): blanks, stops, and the
+** separators and terminators the commands' lists use. */
+enum : uint8_t { kBlankChar = 1, kWhiteChar = 2, kKeyChar = 4, kEndsPlain = 8, kItemStop = 16 };
 constexpr std::array<uint8_t, 256> kCharClass = [] {
   std::array<uint8_t, 256> cls{};
-  for (unsigned char c : std::string_view(" \t\n\r")) cls[c] |= kBlankChar | kWhiteChar;
-  for (unsigned char c : std::string_view("\v\f")) cls[c] |= kWhiteChar;
+  for (unsigned char c : std::string_view(RKDD_BLANKS)) cls[c] |= kBlankChar | kEndsPlain;
+  for (unsigned char c : std::string_view(RKDD_WHITE)) cls[c] |= kWhiteChar;
   for (int c = 'A'; c <= 'Z'; c++) cls[c] |= kKeyChar;
   for (int c = '0'; c <= '9'; c++) cls[c] |= kKeyChar;
-  for (unsigned char c : std::string_view(" \t\n\r/=\",;})")) cls[c] |= kEndsPlain;
+  for (unsigned char c : std::string_view(RKDD_ITEM_STOPS)) cls[c] |= kItemStop | kEndsPlain;
+  for (unsigned char c : std::string_view(",;})")) cls[c] |= kEndsPlain;
   return cls;
 }();
 bool hasClass(int c, uint8_t cls) { return (kCharClass[static_cast<unsigned char>(c)] & cls) != 0; }
@@ -171,7 +175,7 @@ int takePlainItem(ddStream *s, int separator, int terminator, Gather &g) {
 ** between its parts. Gives the stop character, left unread, or kEnd when the
 ** input ends first. */
 int gatherItem(ddStream *s, Gather &g, int separator, int terminator) {
-  auto endsText = [=](int c) { return c == separator || c == terminator || c == '/' || c == '=' || c == '"'; };
+  auto endsText = [=](int c) { return c == separator || c == terminator || hasClass(c, kItemStop); };
   auto endsQuoted = [](int c) { return c == '\\' || c == '"'; };
   for (;;) {
     gatherUntil(s, g, endsText);

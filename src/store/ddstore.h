@@ -8,12 +8,13 @@
 #include <stddef.h>
 #include <stdint.h>
 
+#include "rkdd/keywords.h"
 #include "rkdd/rkdd.h"
 
 #define DD_MAX_SITES 10
-#define DD_CODE_BASE 4096     /* codes a site spans */
-#define DD_RECORD_BASE 256    /* first local record code of a new site */
-#define DD_DATA_BASE 2048     /* first local data code of a new site */
+#define DD_CODE_BASE RKDD_CODE_SPAN     /* codes a site spans */
+#define DD_RECORD_BASE RKDD_RECORD_BASE /* first local record code of a new site */
+#define DD_DATA_BASE RKDD_DATA_BASE     /* first local data code of a new site */
 #define DD_SITE_WORD 64       /* the reserved word every site carries */
 
 /* Kinds of definition, as decoding and the entry walk give them. */

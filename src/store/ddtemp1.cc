@@ -17,7 +17,7 @@ int ddIsTempSite(int siteNo) {
 
 void ddSetTempCode(int siteNo, int code, int length, unsigned char subRev, unsigned char version) {
   ddSite *site = ddSiteAt(siteNo);
-  /* A local code above 4095 would sit in a slot no full code reaches: it
+  /* A local code past the span of a site would sit in a slot no full code reaches: it
   ** is refused rather than grown into a table of unreachable slots. */
   if (site == nullptr || code >= DD_CODE_BASE) return;
   if (code > site->lastRecord) ddGrowTempTable(site, site->recordBase, code);

@@ -51,7 +51,7 @@ void reportList(int kind, const char *format, va_list args) {
   if (handler == nullptr) {
     if (ddMessageKinds[kind].printed) std::vprintf(format, args);
   } else {
-    /* Every text is short (names and values are cut at 99 characters); a
+    /* Every text is short (names and values are cut at RKDD_WORD_MAX characters); a
     ** longer one is formatted a second time into room of its size. */
     char small[512];
     va_list again;

@@ -149,6 +149,18 @@ TEST_P(DiffRule, ClassifiesEveryChange) {
 INSTANTIATE_TEST_SUITE_P(Rules, DiffRule, ::testing::ValuesIn(kRules),
                          [](const auto &info) { return std::string(info.param.name); });
 
+/* Tables that repeat a name pair up slot by slot, and a change to the second
+** of the name is told under "#2". */
+TEST(DiffRules, RepeatedFieldNamesKeepTheirNumber) {
+  const std::string text = "dataDef A { rktype_ival };\ndataDef B { rktype_sval };\n"
+                           "struct RBody { A; B; A; };\nrecordDef R { rktype_bead, RBody };\n";
+  Model before = load(text), after = load(replaced(text, "B { rktype_sval }", "B { rktype_ival }"));
+  EXPECT_EQ(lines(*diff(before, after)),
+            (std::vector<std::string>{"B tagType breaking", "B length breaking", "R length breaking",
+                                      "R.A#2 fieldOffset breaking", "R.B fieldSize breaking",
+                                      "R.B fieldTagType breaking"}));
+}
+
 /* A layout change reaches every record that holds the changed one in line,
 ** however deep, also one whose other field names nothing. */
 TEST(DiffRules, NestedLayoutClimbsEveryHolder) {

@@ -137,6 +137,20 @@ TEST(KitModel, ReadsASiteBuiltCallByCallResolvingNamesInItsOwnSite) {
                        c.parents[1].site), std::tuple("wheel", site, "car", core));
 }
 
+/* Codes with gaps between them, as a compiled or temporary site leaves: the
+** guess by distance fails and the search must still find each, and nothing
+** in a gap or past either end. */
+TEST(KitModel, FindsCodesAcrossGaps) {
+  const int codes[] = {256, 258, 300, 301, 999, 1500, 2047};
+  kitDef defs[7] = {};
+  for (int i = 0; i < 7; i++) defs[i].code = codes[i];
+  kitModel m = {};
+  m.records = defs;
+  m.recordCount = 7;
+  for (int i = 0; i < 7; i++) EXPECT_EQ(kitFindCode(&m, codes[i]), &defs[i]) << codes[i];
+  for (int missing : {255, 257, 299, 998, 1501, 2048}) EXPECT_EQ(kitFindCode(&m, missing), nullptr) << missing;
+}
+
 TEST(KitCompare, MatchesByNameAndListsEveryDifferenceInOrder) {
   int a = import(kScene), b = import(kScene);
   Model ma = read(a), same = read(b);

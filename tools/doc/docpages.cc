@@ -5,6 +5,8 @@
 */
 #include "doc.h"
 
+#include <rkdd/keywords.h>
+
 #include <charconv>
 #include <cmath>
 #include <cstdio>
@@ -36,7 +38,7 @@ void appendHead(std::string &out, const std::string &title, const char *layout) 
 }
 
 const DocSite *siteOfCode(const std::vector<DocSite> &sites, int code) {
-  int site = code / 4096;
+  int site = code / RKDD_CODE_SPAN;
   for (const DocSite &s : sites)
     if (s.model->site == site) return &s;
   return nullptr;
