@@ -19,9 +19,6 @@ namespace {
 
 Json text(const char *s) { return s ? Json(s) : Json(nullptr); }
 
-/* A float as the shortest decimal that reads back the same float. */
-Json number(float v) { return std::strtod(fmtFloat(v).c_str(), nullptr); }
-
 Json linkNames(int count, const int *codes) {
   Json names = Json::array();
   for (int i = 0; codes != nullptr && i < count; i++) names.push_back(nameOf(codes[i]));
@@ -90,8 +87,8 @@ Json dataJson(int code) {
   j["lengthUnit"] = flag ? "bits" : "bytes";
   attributesJson(j, code);
   j["range"] = ddIsRangeSet(code)
-    ? Json{{"min", number(ddGetMinVal(code))}, {"max", number(ddGetMaxVal(code))}} : Json(nullptr);
-  j["default"] = ddIsDefSet(code) ? number(ddGetDefVal(code)) : Json(nullptr);
+    ? Json{{"min", floatJson(ddGetMinVal(code))}, {"max", floatJson(ddGetMaxVal(code))}} : Json(nullptr);
+  j["default"] = ddIsDefSet(code) ? floatJson(ddGetDefVal(code)) : Json(nullptr);
   j["defaultString"] = text(ddGetDefString(code));
   j["enum"] = ddIsEnumSet(code) != 0;
   j["label"] = text(ddGetLabel(code));
@@ -245,6 +242,7 @@ int cmdShow(const std::vector<std::string> &files, bool json) {
   }
   if (json) {
     Json doc;
+    doc["format"] = JSON_FORMAT;
     doc["files"] = all;
     std::cout << doc.dump(2, ' ', false, Json::error_handler_t::replace) << "\n";
   } else {
