@@ -77,7 +77,6 @@ nlohmann::ordered_json floatJson(float value); /* "nan", "inf", "-inf" as string
 using Model = std::unique_ptr<kitModel, decltype(&kitModelFree)>;
 Model readModel(int site);
 std::span<const kitField> recordFields(const kitModel &model, int record);
-std::string fieldType(const kitField &f);
 
 /* One function per command; each gives the exit status. */
 int cmdShow(const std::vector<std::string> &files, bool json);
