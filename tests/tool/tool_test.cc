@@ -287,6 +287,49 @@ TEST(Tool, DiffSaysWhatBreaksAndExitsByIt) {
   expectRun("diff --help", 0, "--breaking");
 }
 
+/* Whether text is well-formed UTF-8: no cut or overlong sequence, no surrogate. */
+bool isUtf8(const std::string &text) {
+  for (size_t i = 0; i < text.size();) {
+    unsigned char c = static_cast<unsigned char>(text[i]);
+    size_t n = c < 0x80 ? 0 : (c >> 5) == 6 ? 1 : (c >> 4) == 14 ? 2 : (c >> 3) == 30 ? 3 : 9;
+    if (n == 9 || (n == 1 && c < 0xc2) || i + n >= text.size() + (n == 0)) return false;
+    unsigned char d = n ? static_cast<unsigned char>(text[i + 1]) : 0x80;
+    if ((c == 0xe0 && d < 0xa0) || (c == 0xed && d >= 0xa0) || (c == 0xf0 && d < 0x90) || c > 0xf4)
+      return false;
+    for (size_t k = 1; k <= n; k++)
+      if ((static_cast<unsigned char>(text[i + k]) & 0xc0) != 0x80) return false;
+    i += n + 1;
+  }
+  return true;
+}
+
+/* The folder holds the pages of the last run: a site left out takes its pages
+** with it, a file doc did not write stays and is reported; every page is UTF-8. */
+TEST(Tool, DocKeepsOnlyThisRunsPagesInUtf8) {
+  namespace fs = std::filesystem;
+  std::string dir = tempPath("pages");
+  const std::string hostile = "tests/tool/testdata/hostile.schema";
+  expectRun("doc " + kScene + " " + hostile + " -o " + dir, 0, "index.html");
+  std::ofstream(dir + "/notes.txt") << "mine\n";
+  for (const auto &entry : fs::directory_iterator(dir))
+    EXPECT_TRUE(isUtf8(slurp(entry.path()))) << entry.path();
+  EXPECT_TRUE(fs::exists(dir + "/r4352.html"));
+  expectRun("doc " + kScene + " -o " + dir, 0, "index.html", "also holds 1 file that rkdd doc did not write: notes.txt");
+  std::set<std::string> names;
+  for (const auto &entry : fs::directory_iterator(dir)) names.insert(entry.path().filename());
+  EXPECT_EQ(names, (std::set<std::string>{".rkdd-doc", "d0.html", "doc.css", "doc.js", "index.html", "notes.txt",
+                                          "r256.html", "r257.html", "r258.html", "r259.html", "r260.html",
+                                          "r261.html", "s0.js"}));
+  /* The words of show: its names of properties, its attributes, its counts. */
+  const std::pair<std::string, bool> words[] = {
+    {"<dt>description</dt><dd>A light point: a named", true}, {"<dt>attributes</dt><dd>display, edit, search</dd>", true},
+    {"<dt>level</dt><dd>ILTPNTLVL (", true}, {"<th>kind</th>", true}, {"Message", false}, {"key 0", false}};
+  std::string light = slurp(dir + "/r259.html");
+  for (const auto &[text, shown] : words) EXPECT_EQ(light.find(text) != std::string::npos, shown) << text;
+  EXPECT_NE(slurp(dir + "/index.html").find("6 records, <a href=\"d0.html\">11 data items</a>"), std::string::npos);
+  fs::remove_all(dir);
+}
+
 /* The exported text is a fixed point of export, and shows as the same site. */
 TEST(Tool, ExportWritesTextThatExportsToItselfAndShowsTheSame) {
   std::string first = tempPath("a.schema");
