@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <cstring>
 #include <map>
+#include <set>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -26,7 +27,7 @@ constexpr const char *kAttrNames[KIT_ATTR_COUNT] = {
   "description", "xcode", "extends", "level", "prefix", "maxId", "subRev", "parents",
   "children", "aliases", "range", "default", "defaultText", "enum", "fieldIndex",
   "fieldKind", "fieldOffset", "fieldSize", "fieldBitPos", "fieldArrayCount",
-  "fieldTagType", "nestedLayout"};
+  "fieldTagType", "nestedLayout", "renamed"};
 
 std::string text(const char *s) { return s ? std::string(s) : std::string("(none)"); }
 
@@ -36,12 +37,8 @@ std::string typeText(int tag) {
 }
 
 std::string kindText(int kind) {
-  switch (kind) {
-  case DD_KIND_DC: return "data";
-  case DD_KIND_POINTER: return "pointer";
-  case DD_KIND_STRUCTURE: return "in line";
-  default: return "kind " + std::to_string(kind);
-  }
+  const char *word = kitKindName(kind);
+  return word ? word : "kind " + std::to_string(kind);
 }
 
 /* The name a definition or field is matched by. */
@@ -68,10 +65,9 @@ std::string defaultText(const kitDef &d) {
 }
 
 /* Definitions by name; a repeated name gets "#2", "#3" behind it. */
-template <typename Key>
-std::map<std::string, const Key *> byName(const Key *items, int count,
-                                          std::string (*key)(const Key &)) {
-  std::map<std::string, const Key *> map;
+template <typename Item, typename KeyOf>
+std::map<std::string, const Item *> byName(const Item *items, int count, KeyOf key) {
+  std::map<std::string, const Item *> map;
   std::map<std::string, int> seen;
   for (int i = 0; i < count; i++) {
     std::string k = key(items[i]);
@@ -83,34 +79,79 @@ std::map<std::string, const Key *> byName(const Key *items, int count,
 }
 
 std::string defKey(const kitDef &d) { return keyOf(d.name, d.local); }
-std::string fieldKey(const kitField &f) { return keyOf(f.name, f.local); }
+
+/* Two definitions under one code that data written with either reads the
+** same by: tag type, length, count and every figure of the field table. */
+bool sameLayout(const kitDef &a, const kitDef &b) {
+  if (a.local != b.local || a.tagType != b.tagType || a.length != b.length ||
+      a.arrayCount != b.arrayCount || a.fieldCount != b.fieldCount)
+    return false;
+  for (int k = 0; k < a.fieldCount; k++) {
+    const kitField &f = a.fields[k], &g = b.fields[k];
+    if (f.local != g.local || f.kind != g.kind || f.offset != g.offset || f.size != g.size ||
+        f.bitPos != g.bitPos || f.arrayCount != g.arrayCount || f.tagType != g.tagType)
+      return false;
+  }
+  return true;
+}
 
 class Differ {
 public:
   std::vector<Change> changes;
 
   void models(const kitModel &a, const kitModel &b) {
+    findRenames(a.records, a.recordCount, b.records, b.recordCount);
+    findRenames(a.data, a.dataCount, b.data, b.dataCount);
     kinds(a.records, a.recordCount, b.records, b.recordCount, KIT_RECORD);
     kinds(a.data, a.dataCount, b.data, b.dataCount, KIT_DATA);
   }
 
 private:
+  std::map<std::string, std::string> renamed_; /* OLD's name to NEW's */
+  std::set<std::string> renamedTo_;
+
   void add(int attr, int kind, const std::string &def, const std::string &field,
            const std::string &was, const std::string &is) {
     changes.push_back({attr, kind, def, field, was, is});
   }
 
+  /* A definition that only OLD has and one that only NEW has, with the same
+  ** code and layout, are one definition renamed. */
+  void findRenames(const kitDef *a, int na, const kitDef *b, int nb) {
+    auto oldDefs = byName(a, na, defKey), newDefs = byName(b, nb, defKey);
+    std::map<int, std::pair<std::string, const kitDef *>> added; /* by local code */
+    for (const auto &[name, d] : newDefs)
+      if (!oldDefs.count(name)) added.emplace(d->local, std::pair{name, d});
+    for (const auto &[name, d] : oldDefs) {
+      auto it = added.find(d->local);
+      if (newDefs.count(name) || it == added.end() || !sameLayout(*d, *it->second.second)) continue;
+      renamed_[name] = it->second.first;
+      renamedTo_.insert(it->second.first);
+      added.erase(it);
+    }
+  }
+
+  /* The name a definition of OLD goes by in NEW. */
+  std::string newKey(const std::string &oldKey) const {
+    auto it = renamed_.find(oldKey);
+    return it == renamed_.end() ? oldKey : it->second;
+  }
+
   void kinds(const kitDef *a, int na, const kitDef *b, int nb, int kind) {
     auto oldDefs = byName(a, na, defKey), newDefs = byName(b, nb, defKey);
     for (const auto &[name, d] : oldDefs) {
-      auto it = newDefs.find(name);
-      if (it == newDefs.end())
+      std::string now = newDefs.count(name) ? name : newKey(name);
+      auto it = newDefs.find(now);
+      if (it == newDefs.end()) {
         add(KIT_REMOVED, kind, name, "", std::to_string(d->local), "");
-      else
-        def(name, *d, *it->second);
+        continue;
+      }
+      if (now != name) add(KIT_RENAMED, kind, now, "", name, now);
+      def(now, *d, *it->second);
     }
     for (const auto &[name, d] : newDefs)
-      if (!oldDefs.count(name)) add(KIT_ADDED, kind, name, "", "", std::to_string(d->local));
+      if (!oldDefs.count(name) && !renamedTo_.count(name))
+        add(KIT_ADDED, kind, name, "", "", std::to_string(d->local));
   }
 
   void def(const std::string &name, const kitDef &a, const kitDef &b) {
@@ -169,9 +210,15 @@ private:
           g.tagType < 0 ? "(none)" : typeText(g.tagType));
   }
 
-  static bool sameKey(const kitField &f, const kitField &g) {
+  /* A field of OLD is matched by the name its definition has in NEW. */
+  std::string oldFieldKey(const kitField &f) const {
+    return f.name ? newKey(f.name) : keyOf(nullptr, f.local);
+  }
+  static std::string fieldKey(const kitField &f) { return keyOf(f.name, f.local); }
+
+  bool sameKey(const kitField &f, const kitField &g) const {
     if (f.name == nullptr || g.name == nullptr) return f.name == g.name && f.local == g.local;
-    return std::strcmp(f.name, g.name) == 0;
+    return oldFieldKey(f) == g.name;
   }
 
   void fields(const std::string &name, const kitDef &a, const kitDef &b) {
@@ -185,14 +232,14 @@ private:
         if (f.kind == g.kind && f.offset == g.offset && f.size == g.size && f.bitPos == g.bitPos &&
             f.arrayCount == g.arrayCount && f.tagType == g.tagType)
           continue;
-        std::string key = fieldKey(f);
+        std::string key = oldFieldKey(f);
         int n = 0;
-        for (int j = 0; j < k; j++) n += fieldKey(a.fields[j]) == key;
+        for (int j = 0; j < k; j++) n += oldFieldKey(a.fields[j]) == key;
         field(name, n ? key + "#" + std::to_string(n + 1) : key, a, f, b, g);
       }
       return;
     }
-    auto oldFields = byName(a.fields, a.fieldCount, fieldKey);
+    auto oldFields = byName(a.fields, a.fieldCount, [this](const kitField &f) { return oldFieldKey(f); });
     auto newFields = byName(b.fields, b.fieldCount, fieldKey);
     for (const auto &entry : oldFields) {
       auto it = newFields.find(entry.first);

@@ -54,6 +54,15 @@ const char *kitLevelName(int level) {
   return nullptr;
 }
 
+const char *kitKindName(int kind) {
+  switch (kind) {
+  case DD_KIND_DC: return "data";
+  case DD_KIND_POINTER: return "pointer";
+  case DD_KIND_STRUCTURE: return "inline";
+  default: return nullptr;
+  }
+}
+
 const char *kitFieldProblemText(int problem) {
   switch (problem) {
   case KIT_FIELD_UNRESOLVED: return "names no definition";

@@ -216,6 +216,31 @@ const kitDef *kitFindCode(const kitModel *model, int code) {
   return i >= 0 ? &model->data[i] : nullptr;
 }
 
+int kitBitWidths(const kitModel *model, int32_t *widths) {
+  if (model == nullptr || widths == nullptr) return 0;
+  constexpr int kEnumDefault = 4; /* bits of an enumeration that gives no LEN */
+  for (int i = 0; i < model->dataCount; i++) widths[i] = model->data[i].tagType == MTYPE_FLAG;
+  auto bits = [](const kitField &f) {
+    return f.holdsData && (f.tagType == MTYPE_FLAG || f.tagType == MTYPE_ENUM);
+  };
+  for (int r = 0; r < model->recordCount; r++) {
+    const kitDef &rec = model->records[r];
+    for (int k = 0; k + 1 < rec.fieldCount; k++) {
+      const kitField &f = rec.fields[k], &next = rec.fields[k + 1];
+      if (f.tagType != MTYPE_ENUM || !bits(f) || !bits(next) || f.site != model->site) continue;
+      int i = indexOf(model->data, model->dataCount, f.code);
+      if (i < 0 || widths[i] != 0) continue;
+      /* The reader puts the next member where this one's width ends, or at
+      ** a fresh byte once the width reaches the byte's end. */
+      int b = f.bitPos & 7, c = next.bitPos & 7;
+      widths[i] = c > b ? c - b : c == 0 ? (b + kEnumDefault >= 8 ? kEnumDefault : 8 - b) : 0;
+    }
+  }
+  int untold = 0;
+  for (int i = 0; i < model->dataCount; i++) untold += model->data[i].tagType == MTYPE_ENUM && widths[i] == 0;
+  return untold;
+}
+
 const kitDef *kitFindName(const kitModel *model, const char *name) {
   if (model == nullptr || name == nullptr) return nullptr;
   for (int i = 0; i < model->recordCount; i++)

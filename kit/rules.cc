@@ -62,6 +62,7 @@ constexpr int kRules[KIT_ATTR_COUNT] = {
   RULE_BREAKING,   /* fieldArrayCount */
   RULE_BREAKING,   /* fieldTagType */
   RULE_BREAKING,   /* nestedLayout */
+  RULE_BREAKING,   /* renamed: the data reads the same, a look-up by the old name fails */
 };
 
 /* Attributes of a record that change its layout. */

@@ -198,23 +198,20 @@ private:
 
   /* A flag or enum member that the reader numbered as part of an
   ** enumeration's word has a bit position of 8 or more, which it cannot get
-  ** otherwise: the item it holds is written with ENUM. */
+  ** otherwise: the item it holds is written with ENUM. The width of an
+  ** enumeration, which the store does not keep, is what the layouts tell. */
   void markEnums() {
     for (int i = 0; i < m_.recordCount; i++) {
       const kitDef &r = m_.records[i];
       for (int k = 0; k < r.fieldCount; k++) {
         const kitField &f = r.fields[k];
-        if (!holdsBits(f) || f.site != m_.site) continue;
-        if (f.bitPos >= 8) enums_.insert(f.code);
-        if (f.tagType != MTYPE_ENUM || k + 1 == r.fieldCount || !holdsBits(r.fields[k + 1])) continue;
-        /* The reader gives the next member of a run of flags and enumerations
-        ** the bit behind this one's width (a fresh byte once 8 are used): the
-        ** width, which the store does not keep, shows in that step. */
-        int b = f.bitPos & 7, c = r.fields[k + 1].bitPos & 7;
-        int width = c > b ? c - b : c == 0 && b + kEnumWidth < 8 ? 8 - b : 0;
-        if (width != 0) enumWidths_.emplace(f.code, width);
+        if (holdsBits(f) && f.site == m_.site && f.bitPos >= 8) enums_.insert(f.code);
       }
     }
+    std::vector<int32_t> widths(static_cast<size_t>(m_.dataCount));
+    kitBitWidths(&m_, widths.data());
+    for (int i = 0; i < m_.dataCount; i++)
+      if (m_.data[i].tagType == MTYPE_ENUM) enumWidths_.emplace(m_.data[i].code, widths[size_t(i)]);
   }
 
   /* The bytes the packed layout gives a slot, or -1 when the model cannot
@@ -362,7 +359,10 @@ private:
       else if (d.length != kit::defaultLength(d.tagType))
         warn("data item %s: length %d set by hand, not written", name.c_str(), d.length);
       auto bits = enumWidths_.find(d.code);
-      if (bits != enumWidths_.end() && bits->second != kEnumWidth)
+      if (bits != enumWidths_.end() && bits->second == 0)
+        warn("data item %s: no record's layout tells its width in bits, written without LEN "
+             "(%d bits)", name.c_str(), kEnumWidth);
+      else if (bits != enumWidths_.end() && bits->second != kEnumWidth)
         items.push_back("LEN=" + std::to_string(bits->second));
       if (enums_.count(d.code)) items.push_back("ENUM");
       if (d.rangeSet) {

@@ -19,7 +19,7 @@ int cmdCheck(const std::vector<std::string> &files, CheckFormat format) {
     if (failed(loaded)) status = EXIT_FAILED;
     all.insert(all.end(), loaded.diagnostics.begin(), loaded.diagnostics.end());
   }
-  if (format == CHECK_JSON) std::cout << nlohmann::ordered_json{{"diagnostics", diagnosticsJson(all)}}.dump(2) << "\n";
+  if (format == CHECK_JSON) std::cout << nlohmann::ordered_json{{"format", JSON_FORMAT}, {"diagnostics", diagnosticsJson(all)}}.dump(2) << "\n";
   if (format == CHECK_SARIF) std::cout << sarifLog(all).dump(2) << "\n";
   return std::cout.flush() ? status : EXIT_USAGE;
 }

@@ -9,6 +9,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <iostream>
@@ -83,6 +84,7 @@ std::string line(const kitChange &c, int cls) {
   case KIT_FIELD_ADDED: what = std::string("field added at slot ") + c.newText; break;
   case KIT_FIELD_REMOVED: what = std::string("field removed from slot ") + c.oldText; break;
   case KIT_NESTED_LAYOUT: what = std::string("layout of ") + c.newText + " changed"; break;
+  case KIT_RENAMED: what = std::string(kind) + " renamed from " + c.oldText; break;
   default: what = attrWord(c.attr) + " " + shown(c.oldText) + " -> " + shown(c.newText);
   }
   return where + ": " + what + " (" + kitClassName(cls) + ")";
@@ -95,21 +97,63 @@ std::string summary(const kitDiff &d) {
          std::to_string(d.count - d.breakingCount) + " compatible";
 }
 
-nlohmann::json document(const kitDiff &d, const std::string &oldFile,
-                        const std::string &newFile, bool breakingOnly) {
-  nlohmann::json changes = nlohmann::json::array();
+using Json = nlohmann::ordered_json;
+
+/* The parts of a text of kitCompare that stand between ", ". */
+Json listJson(const std::string &text) {
+  Json list = Json::array();
+  for (size_t start = 0; !text.empty() && start <= text.size();) {
+    size_t end = std::min(text.find(", ", start), text.size());
+    list.push_back(text.substr(start, end - start));
+    start = end + 2;
+  }
+  return list;
+}
+
+/* An old or new value as JSON: numbers as numbers, yes-or-no attributes as
+** booleans, lists as arrays, a range as {min, max}, and null where the
+** definition has none. */
+Json valueJson(int attr, const std::string &text) {
+  auto whole = [&](Json otherwise) {
+    char *end = nullptr;
+    long long n = std::strtoll(text.c_str(), &end, 10);
+    return !text.empty() && *end == '\0' ? Json(n) : otherwise;
+  };
+  auto real = [](const std::string &t) { return floatJson(std::strtof(t.c_str(), nullptr)); };
+  switch (attr) {
+  case KIT_DISPLAY: case KIT_EDIT: case KIT_SEARCH: case KIT_PACKED: case KIT_ENUM:
+    return text != "0";
+  case KIT_PARENTS: case KIT_CHILDREN: case KIT_ALIASES: return listJson(text);
+  case KIT_DEFAULT: return text == "none" ? Json(nullptr) : real(text);
+  case KIT_RANGE: {
+    size_t dots = text.find(" .. ");
+    if (dots == std::string::npos) return nullptr;
+    return {{"min", real(text.substr(0, dots))}, {"max", real(text.substr(dots + 4))}};
+  }
+  case KIT_LABEL: case KIT_DESC: case KIT_XCODE: case KIT_EXTENDS: case KIT_PREFIX:
+  case KIT_DEFAULT_TEXT: case KIT_TAG_TYPE: case KIT_FIELD_TAG_TYPE: case KIT_FIELD_KIND:
+  case KIT_NESTED_LAYOUT: case KIT_RENAMED:
+    return text == "(none)" ? Json(nullptr) : Json(text);
+  default: return whole(nullptr);
+  }
+}
+
+Json document(const kitDiff &d, const std::string &oldFile, const std::string &newFile,
+              bool breakingOnly) {
+  Json changes = Json::array();
   for (int i = 0; i < d.count; i++) {
     const kitChange &c = d.changes[i];
     if (breakingOnly && d.classes[i] != KIT_BREAKING) continue;
     changes.push_back({{"definition", c.def},
                        {"kind", c.defKind == KIT_RECORD ? "record" : "data"},
-                       {"field", *c.field ? nlohmann::json(c.field) : nlohmann::json()},
+                       {"field", *c.field ? Json(c.field) : Json(nullptr)},
                        {"attribute", kitAttrName(c.attr)},
-                       {"old", c.oldText},
-                       {"new", c.newText},
+                       {"old", valueJson(c.attr, c.oldText)},
+                       {"new", valueJson(c.attr, c.newText)},
                        {"class", kitClassName(d.classes[i])}});
   }
-  return {{"old", oldFile},
+  return {{"format", JSON_FORMAT},
+          {"old", oldFile},
           {"new", newFile},
           {"changes", changes},
           {"breaking", d.breakingCount},
@@ -130,12 +174,12 @@ int cmdDiff(const std::string &oldFile, const std::string &newFile, bool json,
   if (!openAll(files)) return EXIT_USAGE;
 
   /* Both are imported, so that the diagnostics of both are seen; a file
-  ** with errors still gives what it can be compared by, and status 2. */
+  ** with errors is not what its author meant, so nothing is compared. */
   StdinFile input;
   bool errors = false;
   int oldSite = importVersion(oldFile, input, &errors);
   int newSite = importVersion(newFile, input, &errors);
-  if (oldSite < 0 || newSite < 0) return EXIT_USAGE;
+  if (errors || oldSite < 0 || newSite < 0) return EXIT_USAGE;
 
   kitModel *oldModel = kitModelRead(oldSite), *newModel = kitModelRead(newSite);
   kitDiff *diff = kitDiffModels(oldModel, newModel);
@@ -154,7 +198,7 @@ int cmdDiff(const std::string &oldFile, const std::string &newFile, bool json,
         text += line(diff->changes[i], diff->classes[i]) + "\n";
     std::cout << text << summary(*diff) << "\n";
   }
-  int status = errors ? EXIT_USAGE : diff->breakingCount > 0 ? EXIT_FAILED : EXIT_OK;
+  int status = diff->breakingCount > 0 ? EXIT_FAILED : EXIT_OK;
   kitDiffFree(diff);
   return std::cout.flush() ? status : EXIT_USAGE;
 }

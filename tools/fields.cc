@@ -1,6 +1,6 @@
 /*
-** A loaded site as the companion library's model gives it, and the word
-** the tool prints for a field's type.
+** A loaded site as the companion library's model gives it, and the fields
+** of one of its records.
 */
 #include "tool.h"
 
@@ -15,11 +15,3 @@ std::span<const kitField> recordFields(const kitModel &model, int record) {
   return {d->fields, static_cast<size_t>(d->fieldCount)};
 }
 
-/* The tag type keyword of what the slot holds, with its array count. */
-std::string fieldType(const kitField &f) {
-  if (f.tagType < 0) return "?";
-  const char *name = kitTagTypeName(f.tagType);
-  std::string type = name ? name : "type " + std::to_string(f.tagType);
-  if (f.arrayCount >= 2) type.append("[").append(std::to_string(f.arrayCount)).append("]");
-  return type;
-}

@@ -1,20 +1,20 @@
 /*
 ** The words the tool prints for numbers the library stores: field kinds, and
-** the printing of names and floating-point values. Tag type and format level
+** the printing of names and floating-point values, in text and in JSON. Tag type and format level
 ** keywords come from the companion library (kitTagTypeName, kitLevelName).
 */
 #include "tool.h"
 
 #include <rkdd/rkdd.h>
 
+#include <nlohmann/json.hpp>
+
+#include <cmath>
+#include <cstdlib>
 
 const char *kindName(int kind) {
-  switch (kind) {
-  case DD_KIND_DC: return "data";
-  case DD_KIND_POINTER: return "pointer";
-  case DD_KIND_STRUCTURE: return "in line";
-  default: return "unknown";
-  }
+  const char *word = kitKindName(kind);
+  return word ? word : "unknown";
 }
 
 /* The name of a definition, or "#code" when it has none, "?" for code 0. */
@@ -29,4 +29,12 @@ std::string nameOf(int code) {
 std::string fmtFloat(float value) {
   char text[32];
   return kitFloatText(value, text, sizeof text);
+}
+
+/* A float as the shortest decimal that reads back the same float; JSON has
+** no NaN or infinity, so those are the strings "nan", "inf" and "-inf". */
+nlohmann::ordered_json floatJson(float value) {
+  if (std::isnan(value)) return "nan";
+  if (std::isinf(value)) return value > 0 ? "inf" : "-inf";
+  return std::strtod(fmtFloat(value).c_str(), nullptr);
 }

@@ -81,10 +81,10 @@ Json diagnosticsJson(const std::vector<Diagnostic> &list) {
   for (const Diagnostic &d : list)
     if (shown(d))
       all.push_back({{"file", d.file},
-                     {"line", d.line},
-                     {"column", d.column},
+                     {"line", d.line > 0 ? Json(d.line) : Json(nullptr)},
+                     {"column", d.line > 0 && d.column > 0 ? Json(d.column) : Json(nullptr)},
                      {"severity", kSeverityNames[d.severity]},
-                     {"id", d.id},
+                     {"id", d.id.empty() ? Json(nullptr) : Json(d.id)},
                      {"message", d.message}});
   return all;
 }

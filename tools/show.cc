@@ -4,6 +4,7 @@
 ** they always carry the same facts.
 */
 #include "tool.h"
+#include "words.h"
 
 #include <rkdd/rkdd.h>
 
@@ -18,9 +19,6 @@ using Json = nlohmann::ordered_json;
 namespace {
 
 Json text(const char *s) { return s ? Json(s) : Json(nullptr); }
-
-/* A float as the shortest decimal that reads back the same float. */
-Json number(float v) { return std::strtod(fmtFloat(v).c_str(), nullptr); }
 
 Json linkNames(int count, const int *codes) {
   Json names = Json::array();
@@ -73,7 +71,7 @@ Json recordJson(const kitModel &model, int code) {
     field["kind"] = kindName(f.kind);
     field["code"] = f.code;
     field["name"] = nameOf(f.code);
-    field["type"] = fieldType(f);
+    field["type"] = fieldTypeWords(f);
     field["problem"] = f.problem == KIT_FIELD_OK ? Json(nullptr) : Json(kitFieldProblemText(f.problem));
     fields.push_back(field);
   }
@@ -90,8 +88,8 @@ Json dataJson(int code) {
   j["lengthUnit"] = flag ? "bits" : "bytes";
   attributesJson(j, code);
   j["range"] = ddIsRangeSet(code)
-    ? Json{{"min", number(ddGetMinVal(code))}, {"max", number(ddGetMaxVal(code))}} : Json(nullptr);
-  j["default"] = ddIsDefSet(code) ? number(ddGetDefVal(code)) : Json(nullptr);
+    ? Json{{"min", floatJson(ddGetMinVal(code))}, {"max", floatJson(ddGetMaxVal(code))}} : Json(nullptr);
+  j["default"] = ddIsDefSet(code) ? floatJson(ddGetDefVal(code)) : Json(nullptr);
   j["defaultString"] = text(ddGetDefString(code));
   j["enum"] = ddIsEnumSet(code) != 0;
   j["label"] = text(ddGetLabel(code));
@@ -149,18 +147,12 @@ void list(const char *name, const Json &names) {
 }
 
 void attributes(const Json &j) {
-  std::string a;
-  auto add = [&a](const std::string &s) { a += (a.empty() ? "" : ", ") + s; };
-  if (j["key"] != 0) add("key " + plain(j["key"]));
-  if (j["display"]) add("display");
-  if (j["edit"]) add("edit");
-  if (j["search"]) add("search");
-  if (!j["packed"]) add("unpacked");
-  if (j["version"] != 0) add("version " + plain(j["version"]));
-  if (j["arrayCount"] != 1) add("array " + plain(j["arrayCount"]));
-  if (j.contains("maxId") && j["maxId"] != 0) add("max id " + plain(j["maxId"]));
-  if (j.contains("enum") && j["enum"]) add("enum");
-  if (!j["extends"].is_null()) add("extends " + plain(j["extends"]));
+  auto n = [&j](const char *key) { return j.contains(key) ? j[key].get<long long>() : 0; };
+  std::string extends = j["extends"].is_null() ? "" : plain(j["extends"]);
+  std::string a = attributeWords({j.contains("maxId"), n("key"), j["display"], j["edit"],
+                                  j["search"], j["packed"], n("version"), n("arrayCount"),
+                                  n("maxId"), j.contains("enum") && j["enum"],
+                                  j["extends"].is_null() ? nullptr : extends.c_str()});
   if (!a.empty()) line("attributes", a);
 }
 
@@ -195,9 +187,7 @@ void fieldTable(const Json &fields) {
 void printRecord(const Json &r) {
   std::cout << "\nrecord " << plain(r["name"]) << " (code " << plain(r["code"]) << ")\n";
   line("type", r["type"].is_null() ? "type " + plain(r["typeNumber"]) : plain(r["type"]));
-  line("level", r["level"] == 0 ? "none"
-                : r["levelName"].is_null() ? plain(r["level"])
-                : plain(r["levelName"]) + " (" + plain(r["level"]) + ")");
+  line("level", levelWords(r["level"]));
   line("length", plain(r["length"]));
   attributes(r);
   optional("label", r["label"]);
@@ -212,8 +202,7 @@ void printRecord(const Json &r) {
 void printData(const Json &d) {
   std::cout << "\ndata " << plain(d["name"]) << " (code " << plain(d["code"]) << ")\n";
   line("type", d["type"].is_null() ? "type " + plain(d["typeNumber"]) : plain(d["type"]));
-  std::string unit = d["lengthUnit"] != "bits" ? "" : d["length"] == 1 ? " bit" : " bits";
-  line("length", plain(d["length"]) + unit);
+  line("length", lengthWords(d["lengthUnit"] == "bits", d["length"]));
   if (!d["range"].is_null())
     line("range", plain(d["range"]["min"]) + " .. " + plain(d["range"]["max"]));
   optional("default", d["default"]);
@@ -225,8 +214,9 @@ void printData(const Json &d) {
 
 void printFile(const Json &f) {
   if (f["site"].is_null()) return;
-  std::cout << plain(f["file"]) << ": site " << plain(f["site"]) << ", " << f["records"].size()
-            << " records, " << f["data"].size() << " data items\n";
+  std::cout << plain(f["file"]) << ": site " << plain(f["site"]) << ", "
+            << countWords(f["records"].size(), "record", "records") << ", "
+            << countWords(f["data"].size(), "data item", "data items") << "\n";
   for (const Json &r : f["records"]) printRecord(r);
   for (const Json &d : f["data"]) printData(d);
 }
@@ -245,6 +235,7 @@ int cmdShow(const std::vector<std::string> &files, bool json) {
   }
   if (json) {
     Json doc;
+    doc["format"] = JSON_FORMAT;
     doc["files"] = all;
     std::cout << doc.dump(2, ' ', false, Json::error_handler_t::replace) << "\n";
   } else {

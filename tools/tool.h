@@ -63,16 +63,20 @@ void relayDiagnostics(const Loaded &loaded); /* the shown ones, on standard erro
 nlohmann::ordered_json diagnosticsJson(const std::vector<Diagnostic> &list); /* the shown ones */
 nlohmann::ordered_json sarifLog(const std::vector<Diagnostic> &list);
 
+/* The version of the JSON documents the commands print, their "format"
+** member; it grows when a member changes its meaning or goes away. */
+constexpr int JSON_FORMAT = 1;
+
 /* names.cc */
 const char *kindName(int kind);
 std::string nameOf(int code);
 std::string fmtFloat(float value);
+nlohmann::ordered_json floatJson(float value); /* "nan", "inf", "-inf" as strings */
 
 /* fields.cc: the site a file became, as the companion library reads it. */
 using Model = std::unique_ptr<kitModel, decltype(&kitModelFree)>;
 Model readModel(int site);
 std::span<const kitField> recordFields(const kitModel &model, int record);
-std::string fieldType(const kitField &f);
 
 /* One function per command; each gives the exit status. */
 int cmdShow(const std::vector<std::string> &files, bool json);

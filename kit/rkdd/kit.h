@@ -144,6 +144,21 @@ RKDDKIT_API const kitDef *kitFindName(const kitModel *model, const char *name);
 RKDDKIT_API const char *kitTagTypeName(int tagType);
 RKDDKIT_API const char *kitLevelName(int level);
 
+/* The word of a field kind: "data", "pointer" or "inline" (a record held
+** in line); null for another number. */
+RKDDKIT_API const char *kitKindName(int kind);
+
+/* The widths in bits that the packed layouts give the data items of a
+** model: widths (an array of model->dataCount) gets one for each item in
+** model->data order. A flag takes one bit. The store does not keep the
+** width of an enumeration; it is read from the bit at which the flag or
+** enumeration that follows it in a record starts, and when that one starts
+** a fresh byte, it is the reader's default of 4 bits if that ends the byte
+** too, else the bits left in the byte. Where no record tells, and for other
+** types, the width is 0. Gives the number of enumerations whose width no
+** record tells. */
+RKDDKIT_API int kitBitWidths(const kitModel *model, int32_t *widths);
+
 /* What is wrong with a field's layout (kitField.problem), in a few words;
 ** "" for KIT_FIELD_OK and for a number that names no problem. */
 RKDDKIT_API const char *kitFieldProblemText(int problem);
@@ -160,9 +175,8 @@ RKDDKIT_API const char *kitFloatText(float value, char *out, size_t size);
 ** record (its recordDef, its struct, its lists and its describe), aligned.
 **
 ** Two things the store does not keep are read back from the bit positions
-** the reader gave: the width (LEN) of an enumeration item, from the step to
-** the next flag or enumeration of a record, and its ENUM option, from a bit
-** position of 8 or more.
+** the reader gave: the width (LEN) of an enumeration item, as kitBitWidths
+** tells it, and its ENUM option, from a bit position of 8 or more.
 **
 ** What the text cannot say is reported as a warning line ("kit: ...") on
 ** the warnings stream (none when it is null) and counted; export goes on:
@@ -181,6 +195,9 @@ RKDDKIT_API const char *kitFloatText(float value, char *out, size_t size);
 **    does not follow from what the field holds, offsets or a length that are
 **    not the packed layout's, as in a compiled table before its first
 **    ddFixup) is written as the structure that comes nearest;
+**  - the width of an enumeration item that no record's layout tells (it is
+**    last of its run of bits in every record that holds it, or no record
+**    holds it) is left out, so the item reads back with 4 bits;
 **  - a length that no option can set (an unpacked record's, a data item's of
 **    a type whose length follows from the type), a text item's unset length,
 **    a maximum id, a sub-revision, a default text, the enumeration flag, a
@@ -203,9 +220,11 @@ RKDDKIT_API int kitWriteSchema(const kitModel *model, FILE *out, FILE *warnings)
 
 /* ---------------------------------------------------------------------------
 ** Comparing two models. Definitions are matched by name (a record with a
-** record, a data item with a data item), fields of matched records by the
-** name of what they hold (the n-th slot holding a name with the n-th), links
-** as whole lists. Codes are compared site-relative (local codes).
+** record, a data item with a data item), and a name only OLD has with a
+** name only NEW has when the two definitions have one code and one layout
+** (KIT_RENAMED); fields of matched records by the name of what they hold in
+** NEW (the n-th slot holding a name with the n-th), links as whole lists.
+** Codes are compared site-relative (local codes).
 */
 
 /* What one change is about. */
@@ -250,6 +269,10 @@ typedef enum kitAttr {
   KIT_FIELD_TAG_TYPE,
   /* made by kitDiffModels only: a record held in line changed its layout */
   KIT_NESTED_LAYOUT,
+  /* a definition only OLD has and one only NEW has, of one kind, code and
+  ** layout: one definition under a new name (def is the new name, the
+  ** texts the old and the new); its other changes follow under the new name */
+  KIT_RENAMED,
   KIT_ATTR_COUNT
 } kitAttr;
 
@@ -313,6 +336,10 @@ RKDDKIT_API const char *kitAttrName(int attr);
 **  (fieldIndex, fieldKind, fieldOffset,
 **  fieldSize, fieldBitPos, fieldArrayCount,
 **  fieldTagType)
+**  definition renamed: same kind, code and     breaking: data written
+**  layout under another name (renamed)        before reads the same, but a
+**                                              host that looks it up by its
+**                                              old name does not find it
 **  record held in line changed its layout      breaking, one change for
 **  (nestedLayout)                              each record holding it, and
 **                                              on up through those holding

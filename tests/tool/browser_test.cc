@@ -282,4 +282,33 @@ TEST_F(Pages, EveryRecordDrawsEachFieldAtTheLibrarysOffset) {
   }
 }
 
+/* Labels too long for their boxes are cut between characters, never inside
+** one (here characters of two UTF-16 units), and every number of the ruler
+** lies inside the picture. */
+TEST_F(Pages, LabelsAreCutBetweenCharactersAndTheRulerFits) {
+  std::string cmd = "'" RKDD_TOOL "' doc '" RKDD_SOURCE_DIR "/tests/tool/testdata/hostile.schema' -o '" +
+                    dir_ + "' >/dev/null 2>&1";
+  ASSERT_EQ(std::system(cmd.c_str()), 0);
+  ASSERT_TRUE(browser_->open(url("r260.html")));
+  json page = browser_->eval(
+    "window.rkddReady.then(() => { const svg = document.querySelector('svg.layout'), "
+    "w = +svg.getAttribute('width'); return {labels: [...svg.querySelectorAll('g.f > text:not(.sub)')]"
+    ".map(t => [t.textContent, t.parentNode.querySelector('title').textContent]), ruler: "
+    "[...svg.querySelectorAll('.ruler text')].map(t => t.getBBox()).map(b => b.x + b.width <= w)}; })");
+  ASSERT_TRUE(page.is_object());
+  int cut = 0;
+  for (const json &pair : page["labels"]) {
+    std::string label = pair[0], title = pair[1], name = title.substr(0, title.find(": "));
+    std::string ellipsis = "\u2026";
+    bool shortened = label.ends_with(ellipsis);
+    cut += shortened;
+    EXPECT_EQ(name.rfind(shortened ? label.substr(0, label.size() - ellipsis.size()) : label, 0), 0u)
+      << label << " of " << name;
+  }
+  EXPECT_GT(cut, 0);
+  EXPECT_EQ(page["ruler"], json(std::vector<bool>(page["ruler"].size(), true)));
+  EXPECT_FALSE(page["ruler"].empty());
+  EXPECT_EQ(browser_->errors, std::vector<std::string>{});
+}
+
 } // namespace

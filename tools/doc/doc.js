@@ -1,10 +1,17 @@
 /* The pages of rkdd doc: the index's filter, and on a record's page the
-** info line of the box under the pointer or the focus, and in-line records
-** expanded on demand from the site's layout file. No framework. */
+** picture of its packed layout, drawn here and nowhere else from the layout
+** data of the page (and, for records opened in line, of the site's layout
+** file), with the info line of the box under the pointer or the focus.
+** No framework. */
 (function () {
   'use strict';
   var NS = 'http://www.w3.org/2000/svg';
-  var BAND = 44, MAX_DEPTH = 8, MAX_ELEMENTS = 16;
+  /* The geometry of every picture: a box of a field lies at x = LEFT +
+  ** offset * scale and is size * scale wide, a band of boxes per depth. */
+  var LEFT = 8, TOP = 28, BAND = 44, BOX = 36, STRIP = 9, SPAN = 960;
+  var CHAR = 7, DIGIT = 6, MAX_DEPTH = 8, MAX_ELEMENTS = 16;
+  /* The classes of the boxes, by the box number of the layout data. */
+  var BOXES = ['k-data', 'k-bit', 'k-rec', 'k-ptr'], BITS = 1, POINTER = 3;
 
   /* The index: rows whose text holds what is typed, case ignored. */
   function setUpSearch(box) {
@@ -48,64 +55,105 @@
   }
   function fmt(v) { return String(Math.round(v * 1000) / 1000); }
 
-  /* A box's title says what it is; an in-line record adds what a click does. */
-  function describe(g) {
-    var title = g.querySelector('title'), text = title ? title.textContent : '';
-    if (g.dataset.rec) text += g.getAttribute('aria-expanded') === 'true' ? ' (click to fold)' : ' (click to open)';
-    return text;
+  /* Pixels per byte for a record of this many bytes, to two decimals. */
+  function scaleFor(total) {
+    if (total <= 0) return 48;
+    return Math.min(Math.max(Math.floor(SPAN / total * 100) / 100, 2), 48);
   }
 
-  function titleOf(name, type, off, size, n, bit, kind) {
-    var t = name + ': ' + type + ', offset ' + off + ', ' + size + (size === 1 ? ' byte' : ' bytes');
-    if (n > 1) t += ', ' + n + ' elements';
-    if (bit !== null) t += ', bit ' + bit;
-    if (kind === 1) t += ', pointer';
+  /* The label as it fits a box w pixels wide: whole, cut short between two
+  ** characters (never inside one) with an ellipsis, or empty when not even
+  ** four fit. */
+  function fitLabel(label, w) {
+    var chars = Array.from(label), room = w > 6 ? Math.floor((w - 6) / CHAR) : 0;
+    if (chars.length <= room) return label;
+    return room >= 4 ? chars.slice(0, room - 1).join('') + '\u2026' : '';
+  }
+
+  /* A box's title: name, type, offset, size, elements, bit, pointer, problem. */
+  function titleOf(def, row, abs, problems) {
+    var size = row[2], bit = row[3], box = row[4], n = row[5], problem = row[7];
+    var t = def[0] + ': ' + def[1] + (box === POINTER ? ' *' : n > 1 ? '[' + n + ']' : '');
+    t += ', offset ' + abs + ', ' + size + (size === 1 ? ' byte' : ' bytes');
+    if (n > 1 && box !== POINTER) t += ', ' + n + ' elements';
+    if (box === BITS || bit) t += ', bit ' + bit;
+    if (box === POINTER) t += ', pointer';
+    if (problem && problems[problem]) t += ', ' + problems[problem];
     return t;
   }
 
-  /* One box, as the page's own boxes are drawn: the same classes, the same
-  ** geometry: x = left + offset * scale, width = size * scale. */
-  function drawBox(parent, svg, layout, abs, row, depth) {
-    var sc = +svg.dataset.scale, left = +svg.dataset.left, y = +svg.dataset.top + depth * BAND;
-    var fcode = row[0], size = row[2], bit = row[3], kind = row[4], n = row[5], inLine = row[6];
-    var def = layout.defs[fcode] || ['#' + fcode, '?', -1];
-    var cls = 'f ' + (kind === 1 ? 'k-ptr' : inLine ? 'k-rec' : (def[2] === 9 || def[2] === 10) ? 'k-bit' : 'k-data');
-    if (size < 0) cls += ' bad';
-    var g = el('g', { 'class': cls, tabindex: '0' }, parent);
-    var isBit = kind !== 1 && (def[2] === 9 || def[2] === 10);
-    el('title', {}, g).textContent = titleOf(def[0], kind === 1 ? def[1] + ' *' : def[1], abs, size, n,
-      isBit || bit ? bit : null, kind);
+  /* The byte that holds a field's bit, as eight cells, that bit filled. */
+  function drawBits(g, x, y, sc, bit, size) {
+    var byte = Math.floor(bit / 8) < size ? Math.floor(bit / 8) : 0, bx = x + byte * sc, cell = sc / 8;
+    var by = y + BOX - STRIP, d = 'M' + fmt(bx) + ' ' + fmt(by) + 'h' + fmt(sc);
+    if (cell >= 2) for (var k = 1; k < 8; k++) d += 'M' + fmt(bx + k * cell) + ' ' + fmt(by) + 'v' + STRIP;
+    el('path', { 'class': 'bits', d: d }, g);
+    el('rect', { 'class': 'bit', x: fmt(bx + (bit % 8) * cell), y: fmt(by), width: fmt(Math.max(cell, 1)), height: STRIP }, g);
+  }
+
+  /* One box for a row [code, offset, size, bit, box, count, opens, problem]
+  ** of the layout data, at byte abs of the record, in band depth. */
+  function drawBox(parent, svg, defs, row, abs, depth, problems) {
+    var code = row[0], size = row[2], bit = row[3], box = row[4], n = row[5];
+    var def = defs[code] || ['#' + code, '?'];
+    var g = el('g', { 'class': 'f ' + (row[7] ? 'bad' : BOXES[box]), tabindex: '0' }, parent);
+    el('title', {}, g).textContent = titleOf(def, row, abs, problems);
     g.dataset.off = abs; g.dataset.size = size; g.dataset.n = n;
-    var x = left + abs * sc, w = Math.max(size, 0) * sc;
-    el('rect', { 'class': 'box', x: fmt(x), y: fmt(y), width: fmt(w), height: 36, rx: 2 }, g);
-    if (n > 1 && kind !== 1 && w / n >= 3) {
+    var sc = +svg.dataset.scale, x = LEFT + abs * sc, y = TOP + depth * BAND, w = Math.max(size, 0) * sc;
+    el('rect', { 'class': 'box', x: fmt(x), y: fmt(y), width: fmt(w), height: BOX, rx: 2 }, g);
+    if (n > 1 && box !== POINTER && w / n >= 3) {
       var d = '';
-      for (var i = 1; i < n; i++) d += 'M' + fmt(x + w * i / n) + ' ' + y + 'v36';
+      for (var i = 1; i < n; i++) d += 'M' + fmt(x + w * i / n) + ' ' + y + 'v' + BOX;
       el('path', { 'class': 'cells', d: d }, g);
     }
-    if (isBit && size > 0) { /* the byte that holds the bit, as eight cells, that bit filled */
-      var byte = Math.floor(bit / 8) < size ? Math.floor(bit / 8) : 0, bx = x + byte * sc, cell = sc / 8, by = y + 27;
-      var bd = 'M' + fmt(bx) + ' ' + fmt(by) + 'h' + fmt(sc);
-      if (cell >= 2) for (var k = 1; k < 8; k++) bd += 'M' + fmt(bx + k * cell) + ' ' + fmt(by) + 'v9';
-      el('path', { 'class': 'bits', d: bd }, g);
-      el('rect', { 'class': 'bit', x: fmt(bx + (bit % 8) * cell), y: fmt(by), width: fmt(Math.max(cell, 1)), height: 9 }, g);
-    }
-    var label = (kind === 1 ? '*' : '') + def[0], room = w > 6 ? Math.floor((w - 6) / 7) : 0;
-    if (label.length > room) label = room >= 4 ? label.slice(0, room - 1) + '\u2026' : '';
+    if (box === BITS && size > 0) drawBits(g, x, y, sc, bit, size);
+    var label = fitLabel((box === POINTER ? '*' : '') + def[0], w);
     if (label) {
       el('text', { x: fmt(x + 4), y: y + 15 }, g).textContent = label;
       var sub = size + ' B';
-      if (sub.length * 6 + 6 <= w) el('text', { 'class': 'sub', x: fmt(x + 4), y: y + 28 }, g).textContent = sub;
+      if (sub.length * DIGIT + 6 <= w) el('text', { 'class': 'sub', x: fmt(x + 4), y: y + 28 }, g).textContent = sub;
     }
-    if (inLine && layout.recs[fcode]) {
-      g.dataset.rec = fcode;
+    if (row[6]) {
+      g.dataset.rec = code;
       g.setAttribute('aria-expanded', 'false');
     }
     return g;
   }
 
+  /* The byte ruler; gives the x at which its last number ends. */
+  function drawRuler(svg, total, sc) {
+    var step = 1, b, end = LEFT;
+    while (step * sc < 48) step *= 2;
+    var d = 'M' + LEFT + ' 20H' + fmt(LEFT + total * sc);
+    for (b = 0; b <= total; b += step) d += 'M' + fmt(LEFT + b * sc) + ' 13v11';
+    if (step > 1 && sc >= 5) /* a short tick per byte between the numbered ones */
+      for (b = 0; b <= total; b++) if (b % step) d += 'M' + fmt(LEFT + b * sc) + ' 17v5';
+    var g = el('g', { 'class': 'ruler', 'aria-hidden': 'true' }, svg);
+    el('path', { d: d }, g);
+    for (b = 0; b <= total; b += step) {
+      el('text', { x: fmt(LEFT + b * sc + 2), y: 10 }, g).textContent = b;
+      end = LEFT + b * sc + 2 + String(b).length * DIGIT;
+    }
+    return end;
+  }
+
+  /* The picture of the page's record, from the page's layout data. */
+  function drawPicture(svg, data) {
+    var total = Math.max(data.length, 0), nests = false;
+    data.fields.forEach(function (r) {
+      total = Math.max(total, r[1] + Math.max(r[2], 0));
+      nests = nests || r[6] === 1;
+    });
+    var sc = scaleFor(total);
+    svg.dataset.site = data.site; svg.dataset.scale = sc; svg.dataset.left = LEFT; svg.dataset.top = TOP;
+    var end = drawRuler(svg, total, sc);
+    svg.setAttribute('width', fmt(Math.max(120, 2 * LEFT + total * sc, end + 2)));
+    svg.setAttribute('height', TOP + BAND * (nests ? 2 : 1));
+    data.fields.forEach(function (r) { drawBox(svg, svg, data.defs, r, r[1], 0, data.problems); });
+  }
+
   /* Opens or folds the in-line record of box g, drawing it on first use. */
-  function toggle(svg, g) {
+  function toggle(svg, g, problems) {
     var src = document.body.dataset.layout;
     if (!g.dataset.rec || !src) return Promise.resolve();
     if (g.nest) {
@@ -116,26 +164,33 @@
     }
     return loadLayout(src).then(function (all) {
       var layout = all[svg.dataset.site];
-      var rec = layout && layout.recs[g.dataset.rec];
+      var rows = layout && layout.recs[g.dataset.rec];
       var depth = +(g.dataset.depth || 0) + 1;
-      if (!rec || depth > MAX_DEPTH) return;
+      if (!rows || depth > MAX_DEPTH) return;
       var nest = el('g', { 'class': 'nest', 'data-of': g.dataset.off }, g.parentNode);
       var n = Math.min(+g.dataset.n || 1, MAX_ELEMENTS), each = (+g.dataset.size) / (+g.dataset.n || 1);
       for (var e = 0; e < n; e++) {
         var base = +g.dataset.off + e * each;
-        for (var i = 1; i < rec.length; i++) {
-          var b = drawBox(nest, svg, layout, base + rec[i][1], rec[i], depth);
-          b.dataset.depth = depth;
-        }
+        rows.forEach(function (r) {
+          drawBox(nest, svg, layout.defs, r, base + r[1], depth, problems).dataset.depth = depth;
+        });
       }
       g.nest = nest;
       g.setAttribute('aria-expanded', 'true');
-      var need = +svg.dataset.top + (depth + 1) * BAND;
+      var need = TOP + (depth + 1) * BAND;
       if (need > +svg.getAttribute('height')) svg.setAttribute('height', need);
     });
   }
 
-  function setUpPicture(svg) {
+  /* A box's title says what it is; an in-line record adds what a click does. */
+  function describe(g) {
+    var title = g.querySelector('title'), text = title ? title.textContent : '';
+    if (g.dataset.rec) text += g.getAttribute('aria-expanded') === 'true' ? ' (click to fold)' : ' (click to open)';
+    return text;
+  }
+
+  function setUpPicture(svg, data) {
+    drawPicture(svg, data);
     var info = document.getElementById('info');
     function show(e) {
       var g = e.target.closest && e.target.closest('g.f');
@@ -148,21 +203,22 @@
     svg.addEventListener('focusin', show);
     function act(e) {
       var g = e.target.closest && e.target.closest('g.f');
-      if (g && g.dataset.rec) toggle(svg, g).then(function () { show({ target: g }); });
+      if (g && g.dataset.rec) toggle(svg, g, data.problems).then(function () { show({ target: g }); });
     }
     svg.addEventListener('click', act);
     svg.addEventListener('keydown', function (e) {
       if (e.key === 'Enter' || e.key === ' ') { e.preventDefault(); act(e); }
     });
     /* Small records open their in-line records at once. */
-    if (svg.dataset.open !== '1') return Promise.resolve();
+    if (!data.open) return Promise.resolve();
     var boxes = Array.prototype.slice.call(svg.querySelectorAll(':scope > g.k-rec[data-rec]'));
-    return Promise.all(boxes.map(function (g) { return toggle(svg, g); }));
+    return Promise.all(boxes.map(function (g) { return toggle(svg, g, data.problems); }));
   }
 
   var ready = [];
   var search = document.getElementById('search');
   if (search) setUpSearch(search);
-  document.querySelectorAll('svg.layout').forEach(function (svg) { ready.push(setUpPicture(svg)); });
+  var svg = document.querySelector('svg.layout'), data = document.getElementById('layout-data');
+  if (svg && data) ready.push(setUpPicture(svg, JSON.parse(data.textContent)));
   window.rkddReady = Promise.all(ready);
 })();

@@ -4,9 +4,11 @@
 ** layout file per site (read by the script to open in-line records).
 */
 #include "doc.h"
+#include "words.h"
 
 #include <rkdd/keywords.h>
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdio>
@@ -86,13 +88,9 @@ void appendTextProp(std::string &out, const char *term, const char *text) {
 }
 
 std::string attributes(const kitDef &d) {
-  std::string a = "key " + std::to_string(d.key);
-  a += d.display ? ", display" : ", no display";
-  a += d.edit ? ", edit" : ", no edit";
-  a += d.search ? ", search" : ", no search";
-  a += d.packed ? ", packed" : ", unpacked";
-  a += ", version " + std::to_string(d.version);
-  return a;
+  bool record = d.kind == KIT_RECORD;
+  return attributeWords({record, d.key, d.display, d.edit, d.search, d.packed, d.version,
+                         d.arrayCount, d.maxId, d.enumSet, d.xcodeName});
 }
 
 void appendLinks(std::string &out, const std::vector<DocSite> &sites, const char *term,
@@ -106,26 +104,8 @@ void appendLinks(std::string &out, const std::vector<DocSite> &sites, const char
   appendProp(out, term, html);
 }
 
-void appendExtends(std::string &out, const std::vector<DocSite> &sites, const kitDef &d) {
-  if (d.extendCode != 0) {
-    std::string html;
-    appendLink(html, sites, d.extendCode, d.extendName);
-    appendProp(out, "Extends", html);
-  } else if (d.xcodeName != nullptr && d.xcodeName[0] != '\0') {
-    std::string html;
-    appendEscaped(html, d.xcodeName);
-    appendProp(out, "Extends", html + " <span class=\"muted\">(no such record)</span>");
-  }
-}
-
 std::string displayName(const kitDef &d) {
   return d.name && d.name[0] ? std::string(d.name) : "#" + std::to_string(d.code);
-}
-
-std::string lengthText(const kitDef &d) {
-  if (d.kind == KIT_DATA && d.tagType == MTYPE_FLAG) return std::to_string(d.length) + " bit(s)";
-  if (d.length < 0) return "not set";
-  return std::to_string(d.length) + (d.length == 1 ? " byte" : " bytes");
 }
 
 std::string floatText(float v) {
@@ -159,12 +139,12 @@ std::string indexPage(const std::vector<DocSite> &sites) {
     out += ": <code>";
     appendEscaped(out, s.path.c_str());
     out += "</code>, ";
-    appendNumber(out, s.model->recordCount);
-    out += " records, <a href=\"d";
+    out += countWords(s.model->recordCount, "record", "records");
+    out += ", <a href=\"d";
     appendNumber(out, s.model->site);
     out += ".html\">";
-    appendNumber(out, s.model->dataCount);
-    out += " data items</a></li>";
+    out += countWords(s.model->dataCount, "data item", "data items");
+    out += "</a></li>";
   }
   out += "</ul><input id=\"search\" type=\"search\" placeholder=\"Filter by name, label, code or type\" "
          "aria-label=\"Filter\" autocomplete=\"off\"><div id=\"count\"></div></header>\n"
@@ -178,22 +158,49 @@ std::string indexPage(const std::vector<DocSite> &sites) {
   return out;
 }
 
+void appendCell(std::string &out, const char *cls, const std::string &text) {
+  out += cls ? std::string("<td class=\"") + cls + "\">" : "<td>";
+  appendEscaped(out, text.c_str());
+  out += "</td>";
+}
+
+/* A row of the field table, in the columns of show's. */
 void appendFieldRow(std::string &out, const std::vector<DocSite> &sites, const kitField &f) {
-  out += "<tr><td>";
+  out += "<tr>";
+  for (long long n : {f.offset, f.size, f.bitPos}) appendCell(out, "num", std::to_string(n));
+  const char *kind = kitKindName(f.kind);
+  appendCell(out, nullptr, kind ? kind : "unknown");
+  appendCell(out, "num", std::to_string(f.code));
+  out += "<td>";
   appendLink(out, sites, f.code, f.name);
-  out += "</td><td>";
-  out += f.kind == DD_KIND_POINTER ? "pointer" : f.inLine ? "in line" : "data";
-  out += "</td><td>";
-  appendEscaped(out, docTypeName(f.tagType).c_str());
-  out += "</td><td class=\"num\">";
-  appendNumber(out, f.offset);
-  out += "</td><td class=\"num\">";
-  appendNumber(out, f.size);
-  out += "</td><td class=\"num\">";
-  appendNumber(out, f.arrayCount);
-  out += "</td><td class=\"num\">";
-  appendNumber(out, f.bitPos);
-  out += "</td></tr>\n";
+  out += "</td>";
+  std::string type = fieldTypeWords(f);
+  if (f.problem != KIT_FIELD_OK) type += std::string("  (") + kitFieldProblemText(f.problem) + ")";
+  appendCell(out, nullptr, type);
+  out += "</tr>\n";
+}
+
+/* The legend of the picture: the boxes' own classes, so that their
+** colours stand in the style sheet alone. */
+const char *const kLegend =
+  "<div class=\"legend\"><span><i class=\"k-data\"></i>data</span>"
+  "<span><i class=\"k-bit\"></i>flag or enumeration, its bit filled</span>"
+  "<span><i class=\"k-rec\"></i>record in line (click to open)</span>"
+  "<span><i class=\"k-ptr\"></i>pointer</span></div>\n";
+
+void appendRecordProps(std::string &out, const std::vector<DocSite> &sites, const kitDef &d) {
+  out += "<dl class=\"props\">";
+  appendTextProp(out, "type", docTypeName(d.tagType).c_str());
+  appendTextProp(out, "level", levelWords(d.level).c_str());
+  appendTextProp(out, "length", lengthWords(false, d.length).c_str());
+  appendTextProp(out, "attributes", attributes(d).c_str());
+  appendTextProp(out, "label", d.label);
+  appendTextProp(out, "prefix", d.prefix);
+  appendTextProp(out, "description", d.desc);
+  appendLinks(out, sites, "parents", d.parents, d.parentCount);
+  appendLinks(out, sites, "children", d.children, d.childCount);
+  appendLinks(out, sites, "aliases", d.aliases, d.aliasCount);
+  out += "</dl>\n";
 }
 
 std::string recordPage(const std::vector<DocSite> &sites, const DocSite &s, const kitDef &d,
@@ -212,33 +219,20 @@ std::string recordPage(const std::vector<DocSite> &sites, const DocSite &s, cons
   appendNumber(out, d.code);
   out += " (local ";
   appendNumber(out, d.local);
-  out += ")</small></h1>\n<dl class=\"props\">";
-  appendTextProp(out, "Type", docTypeName(d.tagType).c_str());
-  if (d.level != 0) {
-    const char *level = kitLevelName(d.level);
-    std::string text = (level ? std::string(level) + " (" : "(") + std::to_string(d.level) + ")";
-    appendTextProp(out, "Format level", text.c_str());
-  }
-  appendTextProp(out, "Length", lengthText(d).c_str());
-  if (d.arrayCount >= 2) appendTextProp(out, "Array count", std::to_string(d.arrayCount).c_str());
-  appendTextProp(out, "Attributes", attributes(d).c_str());
-  appendTextProp(out, "Label", d.label);
-  appendTextProp(out, "Prefix", d.prefix);
-  appendTextProp(out, "Message", d.desc);
-  appendExtends(out, sites, d);
-  appendLinks(out, sites, "Parents", d.parents, d.parentCount);
-  appendLinks(out, sites, "Children", d.children, d.childCount);
-  appendLinks(out, sites, "Aliases", d.aliases, d.aliasCount);
-  out += "</dl>\n<h2>Packed layout</h2><div class=\"legend\"><span><i style=\"background:#dcebfa\"></i>data</span>"
-         "<span><i style=\"background:#f6dff2\"></i>flag or enumeration, its bit filled</span>"
-         "<span><i style=\"background:#e3f3df\"></i>record in line (click to open)</span>"
-         "<span><i style=\"background:#fdf0d5\"></i>pointer</span></div>\n<div class=\"pic\">";
-  appendLayoutSvg(out, *s.model, d);
-  out += "</div><div id=\"info\" class=\"info\" aria-live=\"polite\">Point at a field or focus it "
+  out += ")</small></h1>\n";
+  appendRecordProps(out, sites, d);
+  out += "<h2>Packed layout</h2>";
+  out += kLegend;
+  out += "<div class=\"pic\"><svg class=\"layout\" xmlns=\"http://www.w3.org/2000/svg\" "
+         "role=\"group\" aria-label=\"Packed layout, ";
+  appendNumber(out, std::max(d.length, 0));
+  out += " bytes\"></svg></div>";
+  appendLayoutData(out, *s.model, d);
+  out += "<div id=\"info\" class=\"info\" aria-live=\"polite\">Point at a field or focus it "
          "with Tab to see its name, type, offset, size and bit.</div>\n";
   if (d.fieldCount > 0) {
-    out += "<h2>Fields</h2><table class=\"fields\"><thead><tr><th>Field</th><th>Held</th><th>Type</th>"
-           "<th>Offset</th><th>Size</th><th>Count</th><th>Bit</th></tr></thead><tbody>\n";
+    out += "<h2>fields</h2><table class=\"fields\"><thead><tr><th>offset</th><th>size</th>"
+           "<th>bit</th><th>kind</th><th>code</th><th>name</th><th>type</th></tr></thead><tbody>\n";
     for (int i = 0; i < d.fieldCount; i++) appendFieldRow(out, sites, d.fields[i]);
     out += "</tbody></table>\n";
   }
@@ -246,7 +240,7 @@ std::string recordPage(const std::vector<DocSite> &sites, const DocSite &s, cons
   return out;
 }
 
-void appendDataSection(std::string &out, const std::vector<DocSite> &sites, const kitDef &d) {
+void appendDataSection(std::string &out, const kitDef &d) {
   std::string name = displayName(d);
   out += "<section id=\"d";
   appendNumber(out, d.code);
@@ -255,23 +249,19 @@ void appendDataSection(std::string &out, const std::vector<DocSite> &sites, cons
   out += " <small class=\"muted\">data ";
   appendNumber(out, d.code);
   out += "</small></h2><dl class=\"props\">";
-  appendTextProp(out, "Type", docTypeName(d.tagType).c_str());
-  appendTextProp(out, "Length", lengthText(d).c_str());
-  appendTextProp(out, "Array count", std::to_string(d.arrayCount).c_str());
-  appendTextProp(out, "Range", d.rangeSet ? (floatText(d.minVal) + " .. " + floatText(d.maxVal)).c_str()
-                                          : "none");
-  std::string def = d.defSet ? floatText(d.defVal) : "none";
-  if (d.defString && d.defString[0]) def += " (text \"" + std::string(d.defString) + "\")";
-  appendTextProp(out, "Default", def.c_str());
-  if (d.enumSet) appendTextProp(out, "Enumeration", "yes");
-  appendTextProp(out, "Label", d.label);
-  appendTextProp(out, "Message", d.desc);
-  appendTextProp(out, "Attributes", attributes(d).c_str());
-  appendExtends(out, sites, d);
+  appendTextProp(out, "type", docTypeName(d.tagType).c_str());
+  appendTextProp(out, "length", lengthWords(d.tagType == MTYPE_FLAG, d.length).c_str());
+  if (d.rangeSet)
+    appendTextProp(out, "range", (floatText(d.minVal) + " .. " + floatText(d.maxVal)).c_str());
+  if (d.defSet) appendTextProp(out, "default", floatText(d.defVal).c_str());
+  if (d.defString != nullptr) appendTextProp(out, "default text", d.defString);
+  appendTextProp(out, "label", d.label);
+  appendTextProp(out, "description", d.desc);
+  appendTextProp(out, "attributes", attributes(d).c_str());
   out += "</dl></section>\n";
 }
 
-std::string dataPage(const std::vector<DocSite> &sites, const DocSite &s) {
+std::string dataPage(const DocSite &s) {
   std::string out;
   appendHead(out, "Data items of site " + std::to_string(s.model->site), nullptr);
   out += "<nav><a href=\"index.html\">Index</a></nav><h1>Data items <small>site ";
@@ -279,68 +269,8 @@ std::string dataPage(const std::vector<DocSite> &sites, const DocSite &s) {
   out += ", <code>";
   appendEscaped(out, s.path.c_str());
   out += "</code></small></h1>\n";
-  for (int i = 0; i < s.model->dataCount; i++) appendDataSection(out, sites, s.model->data[i]);
+  for (int i = 0; i < s.model->dataCount; i++) appendDataSection(out, s.model->data[i]);
   out += "</body></html>\n";
-  return out;
-}
-
-void appendJsonString(std::string &out, const std::string &text) {
-  out += '"';
-  for (unsigned char c : text) {
-    if (c == '"' || c == '\\') {
-      out += '\\';
-      out += static_cast<char>(c);
-    } else if (c < 0x20 || c == '<') {
-      char esc[8];
-      std::snprintf(esc, sizeof esc, "\\u%04x", c);
-      out += esc;
-    } else {
-      out += static_cast<char>(c);
-    }
-  }
-  out += '"';
-}
-
-/* The site's definitions and every record's fields, as the script draws
-** them: defs[code] = [name, type, tag type], recs[code] = [length, [field
-** code, offset, size, bit, kind, array count, in line], ...]. */
-std::string layoutScript(const kitModel &m) {
-  std::string out = "(window.RKDD_LAYOUT = window.RKDD_LAYOUT || {})[";
-  appendNumber(out, m.site);
-  out += "] = {defs: {\n";
-  auto def = [&](const kitDef &d, bool record) {
-    appendNumber(out, d.code);
-    out += ":[";
-    std::string name = displayName(d);
-    appendJsonString(out, name);
-    out += ',';
-    appendJsonString(out, record ? "struct " + name : docTypeName(d.tagType));
-    out += ',';
-    appendNumber(out, record ? -1 : d.tagType);
-    out += "],\n";
-  };
-  for (int i = 0; i < m.recordCount; i++) def(m.records[i], true);
-  for (int i = 0; i < m.dataCount; i++) def(m.data[i], false);
-  out += "}, recs: {\n";
-  for (int i = 0; i < m.recordCount; i++) {
-    const kitDef &d = m.records[i];
-    appendNumber(out, d.code);
-    out += ":[";
-    appendNumber(out, d.length);
-    for (int j = 0; j < d.fieldCount; j++) {
-      const kitField &f = d.fields[j];
-      const long long row[] = {f.code, f.offset, f.size, f.bitPos, f.kind, f.arrayCount,
-                               f.inLine && f.problem == KIT_FIELD_OK ? 1 : 0};
-      out += ",[";
-      for (size_t k = 0; k < sizeof row / sizeof row[0]; k++) {
-        if (k > 0) out += ',';
-        appendNumber(out, row[k]);
-      }
-      out += ']';
-    }
-    out += "],\n";
-  }
-  out += "}};\n";
   return out;
 }
 
@@ -366,42 +296,24 @@ void appendNumber(std::string &out, long long value) {
   out.append(text, r.ptr);
 }
 
-void appendFixed(std::string &out, double value) {
-  long long thousandths = std::llround(value * 1000);
-  if (thousandths < 0) {
-    out += '-';
-    thousandths = -thousandths;
-  }
-  appendNumber(out, thousandths / 1000);
-  long long frac = thousandths % 1000;
-  if (frac == 0) return;
-  char digits[4] = {static_cast<char>('0' + frac / 100), static_cast<char>('0' + frac / 10 % 10),
-                    static_cast<char>('0' + frac % 10), 0};
-  int end = 3;
-  while (digits[end - 1] == '0') end--;
-  out += '.';
-  out.append(digits, static_cast<size_t>(end));
-}
+std::string docTypeName(int tagType) { return typeWords(tagType); }
 
-std::string docTypeName(int tagType) {
-  if (tagType < 0) return "?";
-  const char *name = kitTagTypeName(tagType);
-  return name ? name : "type " + std::to_string(tagType);
-}
-
-bool writeDocs(const std::vector<DocSite> &sites, const std::string &dir, std::string *error) {
-  if (!writeFile(dir, "doc.css", kDocCss, error) || !writeFile(dir, "doc.js", kDocJs, error) ||
-      !writeFile(dir, "index.html", indexPage(sites), error))
+bool writeDocs(const std::vector<DocSite> &sites, const std::string &dir, std::string *error,
+               std::vector<std::string> *written) {
+  auto write = [&](const std::string &name, const std::string &text) {
+    if (!writeFile(dir, name, text, error)) return false;
+    if (written != nullptr) written->push_back(name);
+    return true;
+  };
+  if (!write("doc.css", kDocCss) || !write("doc.js", kDocJs) || !write("index.html", indexPage(sites)))
     return false;
-  std::string page;
   for (const DocSite &s : sites) {
     std::string site = std::to_string(s.model->site), layout = "s" + site + ".js";
-    if (!writeFile(dir, layout, layoutScript(*s.model), error) ||
-        !writeFile(dir, "d" + site + ".html", dataPage(sites, s), error))
+    if (!write(layout, layoutScript(*s.model)) || !write("d" + site + ".html", dataPage(s)))
       return false;
     for (int i = 0; i < s.model->recordCount; i++) {
       const kitDef &d = s.model->records[i];
-      if (!writeFile(dir, "r" + std::to_string(d.code) + ".html", recordPage(sites, s, d, layout), error))
+      if (!write("r" + std::to_string(d.code) + ".html", recordPage(sites, s, d, layout)))
         return false;
     }
   }
