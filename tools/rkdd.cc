@@ -66,6 +66,7 @@ int main(int argc, char **argv) {
   diff->add_flag("--json", json, "Print one JSON document instead of text");
   diff->add_flag("--breaking", breakingOnly, "Print only the breaking changes");
 
+  addRecordCommands(app);
   const std::string footer =
     "A FILE of - reads standard input (at most once per command line).\n"
     "Exit status: 1 when a file read has an error (what could be written is), when export "
@@ -92,6 +93,7 @@ int main(int argc, char **argv) {
     return EXIT_USAGE;
   }
 
+  if (int status = runRecordCommands(); status >= 0) return status;
   if (*show) return cmdShow(files, json);
   if (*layout) return cmdLayout(file, record);
   if (*check) return cmdCheck(files, checkJson ? CHECK_JSON : sarif ? CHECK_SARIF : CHECK_TEXT);
