@@ -312,7 +312,7 @@ private:
       skip();
       if (p_ < end_ && *p_ == ']' && e == s.count) break;
       if (e == s.count || (p_ < end_ && *p_ == ']'))
-        return error(KIT_RECORD_SYNTAX, "expects " + std::to_string(s.count) + " elements");
+        return pendingIndex_ = -1, error(KIT_RECORD_SYNTAX, "expects " + std::to_string(s.count) + " elements");
       if (e > 0) {
         if (int r = expect(',', "expects , or ]")) return r;
         skip();
