@@ -465,7 +465,7 @@ int kitFieldBits(const kitModel *model, const kitField *field, int *lowBit, int 
 
 int kitRecordGet(const kitRecordType *type, const void *record, size_t size, const char *path,
                  kitValue *value, kitRecordError *err) {
-  if (type == nullptr || record == nullptr || value == nullptr)
+  if (type == nullptr || value == nullptr || (record == nullptr && type->plans[0].length > 0))
     return fail(err, KIT_RECORD_BAD_ARGUMENT, "", "a null argument");
   if (int r = checkSize(type, size, err)) return r;
   const Slot *s;
@@ -477,7 +477,7 @@ int kitRecordGet(const kitRecordType *type, const void *record, size_t size, con
 
 int kitRecordSet(const kitRecordType *type, void *record, size_t size, const char *path,
                  const kitValue *value, kitRecordError *err) {
-  if (type == nullptr || record == nullptr || value == nullptr)
+  if (type == nullptr || value == nullptr || (record == nullptr && type->plans[0].length > 0))
     return fail(err, KIT_RECORD_BAD_ARGUMENT, "", "a null argument");
   if (int r = checkSize(type, size, err)) return r;
   const Slot *s;
@@ -490,7 +490,7 @@ int kitRecordSet(const kitRecordType *type, void *record, size_t size, const cha
 }
 
 int kitRecordDefaults(const kitRecordType *type, void *record, size_t size) {
-  if (type == nullptr || record == nullptr) return KIT_RECORD_BAD_ARGUMENT;
+  if (type == nullptr || (record == nullptr && type->plans[0].length > 0)) return KIT_RECORD_BAD_ARGUMENT;
   if (int r = checkSize(type, size, nullptr)) return r;
   if (!type->defaults.empty()) std::memcpy(record, type->defaults.data(), type->defaults.size());
   return KIT_RECORD_OK;
@@ -498,7 +498,7 @@ int kitRecordDefaults(const kitRecordType *type, void *record, size_t size) {
 
 int kitRecordWalk(const kitRecordType *type, const void *record, size_t size,
                   kitItemVisitor visit, void *context, kitRecordError *err) {
-  if (type == nullptr || record == nullptr || visit == nullptr)
+  if (type == nullptr || visit == nullptr || (record == nullptr && type->plans[0].length > 0))
     return fail(err, KIT_RECORD_BAD_ARGUMENT, "", "a null argument");
   if (int r = checkSize(type, size, err)) return r;
   const auto *bytes = static_cast<const unsigned char *>(record);

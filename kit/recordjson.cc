@@ -190,7 +190,7 @@ public:
   /* One object into record (the record's length of bytes). */
   int record(unsigned char *record) {
     const Plan &root = t_.plans[0];
-    std::memcpy(record, t_.defaults.data(), t_.defaults.size());
+    if (!t_.defaults.empty()) std::memcpy(record, t_.defaults.data(), t_.defaults.size());
     stack_.clear();
     if (int r = expect('{', "expects an object")) return r;
     stack_.push_back({&root, nullptr, -1, 0, false, 0, std::vector<char>(root.slots.size(), 0)});
@@ -596,7 +596,7 @@ extern "C" {
 
 char *kitRecordToJson(const kitRecordType *type, const void *record, size_t size, int indent,
                       kitRecordError *err) {
-  if (type == nullptr || record == nullptr) {
+  if (type == nullptr || (record == nullptr && kitRecordLength(type) > 0)) {
     fail(err, KIT_RECORD_BAD_ARGUMENT, "", "a null argument");
     return nullptr;
   }
@@ -633,7 +633,7 @@ size_t kitItemJson(const kitRecordType *type, const kitItem *item, char *out, si
 
 int kitRecordFromJson(const kitRecordType *type, const char *json, size_t length, void *record,
                       size_t size, kitRecordError *err) {
-  if (type == nullptr || json == nullptr || record == nullptr)
+  if (type == nullptr || json == nullptr || (record == nullptr && kitRecordLength(type) > 0))
     return fail(err, KIT_RECORD_BAD_ARGUMENT, "", "a null argument");
   if (size < static_cast<size_t>(kitRecordLength(type)))
     return fail(err, KIT_RECORD_SHORT, "$", std::to_string(size) + " bytes, the record takes " +
@@ -641,11 +641,11 @@ int kitRecordFromJson(const kitRecordType *type, const char *json, size_t length
   auto *bytes = static_cast<unsigned char *>(record);
   try {
     int r = Reader(*type, json, length, err).one(bytes);
-    if (r != KIT_RECORD_OK)
+    if (r != KIT_RECORD_OK && kitRecordLength(type) > 0)
       std::memset(bytes, 0, static_cast<size_t>(kitRecordLength(type)));
     return r;
   } catch (const std::bad_alloc &) {
-    std::memset(bytes, 0, static_cast<size_t>(kitRecordLength(type)));
+    if (kitRecordLength(type) > 0) std::memset(bytes, 0, static_cast<size_t>(kitRecordLength(type)));
     return fail(err, KIT_RECORD_NO_MEMORY, "$", "out of memory");
   }
 }
