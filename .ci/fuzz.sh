@@ -15,12 +15,12 @@ cmake --build --preset fuzz -j "$jobs"
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 failed=0
-for target in reader import store roundtrip; do
+for target in reader import store roundtrip record; do
   dir="$work/$target"
   mkdir -p "$dir/corpus" "$dir/artifacts"
   cp fuzz/corpus/"$target"/* "$dir/corpus/"
   dict=()
-  [ "$target" != store ] && dict=(-dict=fuzz/schema.dict)
+  [ "$target" != store ] && [ "$target" != record ] && dict=(-dict=fuzz/schema.dict)
   echo "== fuzzing ${target}_fuzz for ${seconds}s"
   # Standard output carries the library's diagnostics only: closed.
   if build-fuzz/fuzz/"${target}"_fuzz "${dict[@]}" -max_total_time="$seconds" -timeout=25 \

@@ -35,6 +35,14 @@ std::string note(long long offset, int size, const std::string &extra) {
   return n;
 }
 
+/* Where a flag's or enumeration's value lies in its slot (kitFieldBits),
+** with the stored bit position when that differs. */
+std::string bitsNote(int low, int width, int bitPos) {
+  std::string n = width == 1 ? "bit " + std::to_string(low)
+                             : "bits " + std::to_string(low) + ".." + std::to_string(low + width - 1);
+  return bitPos == low ? n : n + " (position " + std::to_string(bitPos) + ")";
+}
+
 std::string typeWord(int code) {
   const char *t = kitTagTypeName(ddGetTagType(code));
   return t ? t : "type " + std::to_string(ddGetTagType(code));
@@ -57,8 +65,9 @@ void expand(const kitModel &model, int record, long long base, int depth, std::v
       lines.push_back({depth, target + " *" + name + ";", note(at, f.size, "pointer")});
       continue;
     }
-    if (ddGetSchema(f.code) != nullptr && ddGetTagType(f.code) == MTYPE_FLAG)
-      extra = "bit " + std::to_string(f.bitPos);
+    int low = 0, width = 0;
+    if (kitFieldBits(&model, &f, &low, &width))
+      extra = bitsNote(low, width, f.bitPos);
     else if (f.bitPos != 0 && extra.empty())
       extra = "bit position " + std::to_string(f.bitPos);
     bool inPath = std::find(path.begin(), path.end(), f.code) != path.end();

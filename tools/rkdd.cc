@@ -103,6 +103,8 @@ void defineCommands(CLI::App &app, Args &a) {
                                            "Leave out warnings and notes; errors stay");
     command->add_flag("-v,--verbose", reporting.verbose, "Show notes too")->excludes(quiet);
   }
+  /* decode and encode: their own footer and flags (tools/records.cc). */
+  addRecordCommands(app);
 }
 
 /* Edits (insertions, deletions, substitutions) from a to b. */
@@ -216,5 +218,6 @@ int main(int argc, char **argv) {
     return app.exit(e) == 0 ? EXIT_OK : EXIT_USAGE;
   }
   if (!stdinNamedOnce(args)) return EXIT_USAGE;
+  if (int status = runRecordCommands(); status >= 0) return status;
   return runCommand(app, args);
 }

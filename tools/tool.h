@@ -87,5 +87,10 @@ int cmdHeader(const std::string &file, const std::string &output);
 int cmdExport(const std::string &file, const std::string &output);
 int cmdDiff(const std::string &oldFile, const std::string &newFile, bool json, bool breakingOnly);
 int cmdDoc(const std::vector<std::string> &files, const std::string &outDir);
+/* records.cc: decode and encode add their own subcommands and options; the
+** run gives -1 when neither was chosen. */
+namespace CLI { class App; }
+void addRecordCommands(CLI::App &app);
+int runRecordCommands();
 
 #endif /* RKDD_TOOL_H */

@@ -1,7 +1,8 @@
 /*
 ** rkddkit: a companion library of the rkdd tool, built on the public dd
 ** interface alone. It reads one site into a model of plain structs, writes a
-** model back as schema text, and lists the differences between two models.
+** model back as schema text, lists the differences between two models, and
+** reads and writes the values of packed records by the model's layout.
 ** It compiles as C99 and as C++.
 */
 #ifndef RKDD_KIT_H
@@ -382,6 +383,233 @@ RKDDKIT_API void kitDiffFree(kitDiff *diff);
 
 /* "breaking" or "compatible"; "?" for another number. */
 RKDDKIT_API const char *kitClassName(int kitClass);
+
+/* ---------------------------------------------------------------------------
+** Records as data: the values of a packed record's fields read from its
+** bytes and written into them, by the layout of the model, one by one by a
+** path or all at once as JSON text.
+**
+** A record type (kitRecordTypeMake) is one record of a model made ready for
+** that: it holds the model's figures it needs and a picture of the
+** record's defaults, so it outlives nothing but the model, which must stay
+** until the type is freed. Byte order is little-endian unless
+** KIT_BIG_ENDIAN is given; it applies to integers, floats, pointers and the
+** word that holds a flag or an enumeration, never to texts.
+**
+** What each field holds, by what the packed layout gave its slot (offset,
+** size) and by the tag type of what it holds:
+**  - rktype_cval, _sval, _ival: a signed integer of 1, 2, 4 bytes;
+**    rktype_ucval, _usval, _uival: unsigned; rktype_fval, _dval: an IEEE
+**    float or double; a pointer (DD_KIND_POINTER): the unsigned 4-byte value
+**    it holds.
+**  - rktype_text: the slot's bytes; as a value, the bytes up to the first
+**    NUL (all of them when there is none).
+**  - rktype_flag: one bit. rktype_enum: an unsigned number held in bits.
+**    Bits are numbered in the slot read as one unsigned integer of its size
+**    in the record's byte order, bit 0 its least significant (little-endian:
+**    bit 0 is the low bit of the slot's first byte, bit 8 the low bit of the
+**    second). The field's bit position, taken modulo the slot's bits (8 for
+**    a flag, which always takes one byte, 32 for a 4-byte enumeration), is
+**    the value's lowest bit; a flag is that bit, an enumeration all bits
+**    from there to the top of the slot. So a flag at bit position 9 is bit 1
+**    of its byte, and an enumeration at bit position 2 is the slot's word
+**    shifted right by 2. The other bits of a flag's or an enumeration's slot
+**    belong to no field: writing a value keeps them, encoding a whole record
+**    leaves them zero. kitFieldBits gives the two numbers.
+**  - A data item of a count of 2 or more (ACNT): an array of that many
+**    elements, each as above (a flag is one bit whatever its count).
+**  - A record held in line: its own fields; an array of records when the
+**    record has an array count of 2 or more.
+**  - Anything else that takes bytes: a data item of another tag type, a
+**    slot whose size is not what its type gives, a field whose layout has a
+**    problem (kitField.problem), a record held in line from another site or
+**    one that holds itself: raw bytes.
+** A field that takes no bytes, or lies outside its record, holds nothing and
+** is left out. A field is named by the name of what it holds; a name that an
+** earlier field of the same record already has gets "#2", "#3" and so on,
+** and a field that holds no named definition is "#" and its local code.
+**
+** A path names one value: field names joined by ".", each field of a count
+** of 2 or more followed by an index in brackets from 0, as in
+** "LpOrigin[1].LpWeight" or "LpCount[2]". Names with ".", "[" or "]" in
+** them cannot be reached by a path.
+*/
+
+/* Flags of kitRecordTypeMake. */
+enum { KIT_BIG_ENDIAN = 1 };
+
+/* Results of the functions below; kitRecordError.code. */
+enum {
+  KIT_RECORD_OK = 0,
+  KIT_RECORD_NO_FIELD = 1,   /* a path or a JSON key names no field, or an
+                             ** index lies past the end */
+  KIT_RECORD_SHORT = 2,      /* fewer bytes than the record's length */
+  KIT_RECORD_NOT_VALUE = 3,  /* a path that ends at a record or a whole array */
+  KIT_RECORD_WRONG_KIND = 4, /* a value of the wrong kind for the field */
+  KIT_RECORD_RANGE = 5,      /* a value that does not fit the field */
+  KIT_RECORD_SYNTAX = 6,     /* a path or JSON text that does not parse, a
+                             ** key given twice, an array of the wrong length */
+  KIT_RECORD_NO_MEMORY = 7,
+  KIT_RECORD_BAD_ARGUMENT = 8 /* a null argument, or no such record */
+};
+
+/* What went wrong, for the functions that take one (null is allowed). */
+typedef struct kitRecordError {
+  int32_t code;      /* KIT_RECORD_* */
+  int64_t at;        /* byte of the JSON text where it was found, or -1 */
+  char path[256];    /* where: "$" the record, "$.LpOrigin[1].LpWeight" a
+                     ** value (a path over 255 bytes ends in "...") */
+  char message[256]; /* one line, in plain words */
+} kitRecordError;
+
+/* Kinds of value. */
+enum {
+  KIT_VALUE_INT = 1,   /* signed integers: i */
+  KIT_VALUE_UINT = 2,  /* unsigned integers, pointers, flags, enumerations: u */
+  KIT_VALUE_REAL = 3,  /* floats and doubles: real */
+  KIT_VALUE_TEXT = 4,  /* texts: bytes and length */
+  KIT_VALUE_BYTES = 5  /* raw bytes: bytes and length */
+};
+
+/* One value. Reading fills the member of its kind; writing takes a number of
+** any of the three number kinds where a number goes. */
+typedef struct kitValue {
+  int32_t kind;         /* KIT_VALUE_* */
+  int32_t length;       /* TEXT: bytes up to the first NUL; BYTES: all */
+  int64_t i;
+  uint64_t u;
+  double real;
+  const char *bytes;    /* TEXT and BYTES; when read, inside the record */
+} kitValue;
+
+typedef struct kitRecordType kitRecordType;
+
+/* The record with this full code of the model made ready for reading and
+** writing; null when the model holds no such record (err says so) or memory
+** ran out. flags: 0 or KIT_BIG_ENDIAN. */
+RKDDKIT_API kitRecordType *kitRecordTypeMake(const kitModel *model, int recordCode, int flags,
+                                             kitRecordError *err);
+
+/* Frees a record type; null is allowed. */
+RKDDKIT_API void kitRecordTypeFree(kitRecordType *type);
+
+/* The record's length in bytes: how many bytes every function below wants. */
+RKDDKIT_API int32_t kitRecordLength(const kitRecordType *type);
+
+/* The lowest bit and the width in bits of a flag's or an enumeration's
+** value within its element's slot, by the rule above; 0 with both set to 0
+** for a field that holds neither (or a null field or model). */
+RKDDKIT_API int kitFieldBits(const kitModel *model, const kitField *field, int *lowBit, int *width);
+
+/* Reads the value that path names from a record of size bytes. Gives
+** KIT_RECORD_OK and fills value; KIT_RECORD_NO_FIELD for a path that names
+** nothing, KIT_RECORD_NOT_VALUE for one that ends at a record or an array
+** (value untouched), KIT_RECORD_SHORT when size is below the record's
+** length, KIT_RECORD_SYNTAX for a path that does not parse. A text's bytes
+** point into the record. */
+RKDDKIT_API int kitRecordGet(const kitRecordType *type, const void *record, size_t size,
+                             const char *path, kitValue *value, kitRecordError *err);
+
+/* Writes value into the field that path names, leaving every other byte as
+** it was (and the bits of a flag's or enumeration's slot that are not its
+** value). The results of kitRecordGet, and KIT_RECORD_WRONG_KIND for a value
+** of another kind (a text for a number, a number for a text),
+** KIT_RECORD_RANGE for one that does not fit: an integer out of the type's
+** range or a real number that is not whole, for an integer field; a finite
+** number beyond the float's range; a flag other than 0 or 1, an enumeration
+** of more bits than it has; a text or bytes longer than the slot (a shorter
+** one is padded with NUL bytes). On any error the record is not changed. */
+RKDDKIT_API int kitRecordSet(const kitRecordType *type, void *record, size_t size,
+                             const char *path, const kitValue *value, kitRecordError *err);
+
+/* Writes a new record: every byte zero, then each field's default, as its
+** data item gives it (DEF; a text's default text, cut to the slot), where
+** the field can hold it; a default that does not fit the field (not whole
+** for an integer, out of its range) leaves zero. KIT_RECORD_SHORT when size
+** is below the record's length. */
+RKDDKIT_API int kitRecordDefaults(const kitRecordType *type, void *record, size_t size);
+
+/* Walking a record: the callback hears, in layout order, every value, and
+** where a record held in line or an array begins and ends. */
+enum { KIT_ITEM_VALUE = 1, KIT_ITEM_RECORD = 2, KIT_ITEM_ARRAY = 3, KIT_ITEM_END = 4 };
+
+typedef struct kitItem {
+  int32_t event;         /* KIT_ITEM_*; END closes the last RECORD or ARRAY */
+  int32_t depth;         /* 0 for the record's own fields and their elements */
+  const kitField *field; /* the field (for END, the one that opened) */
+  const char *key;       /* the field's name as the JSON text gives it */
+  int32_t index;         /* the element's index within an array, else -1 */
+  int32_t offset;        /* bytes from the start of the record */
+  int32_t size;          /* bytes of the value, the element or the array */
+  kitValue value;        /* KIT_ITEM_VALUE only */
+  const void *data;      /* the item's bytes within the record */
+  const void *internal;  /* not for callers */
+} kitItem;
+
+/* Return 0 to go on, anything else to stop the walk. */
+typedef int (*kitItemVisitor)(const kitItem *item, void *context);
+
+/* Walks a record of size bytes. KIT_RECORD_OK when the walk ran to its end
+** or the visitor stopped it; KIT_RECORD_SHORT (and no call) when size is
+** below the record's length. Nesting is followed on the heap, not the stack. */
+RKDDKIT_API int kitRecordWalk(const kitRecordType *type, const void *record, size_t size,
+                              kitItemVisitor visit, void *context, kitRecordError *err);
+
+/* The JSON text of a value item (as kitRecordToJson writes it) into out, cut
+** to size bytes with a NUL; gives the length the whole text takes, without
+** its NUL. For another event, "" and 0. */
+RKDDKIT_API size_t kitItemJson(const kitRecordType *type, const kitItem *item, char *out,
+                               size_t size);
+
+/* ---------------------------------------------------------------------------
+** A record as JSON: one object with a member per field, in layout order.
+** Integers, pointers and enumerations are numbers; flags true or false;
+** floats and doubles the shortest decimal that reads back as the same value,
+** and the strings "nan", "inf" and "-inf" (a NaN of other bits than the
+** type's quiet NaN, 0x7fc00000 or 0x7ff8000000000000, is "nan(0x" and all
+** its bits in hexadecimal, as "nan(0xffc00001)"); -0 stays -0.
+** Texts are strings: the bytes up to the last that is not NUL (a NUL before
+** it is written \u0000), UTF-8 as it stands, and each byte that is not part
+** of well-formed UTF-8 as the escape \udc80 to \udcff of the lone surrogate
+** U+DC00 plus the byte (0xff is \udcff). No UTF-8 text holds a surrogate, so
+** the form is lossless; it is Python's "surrogateescape". Raw bytes are a
+** string of two lower-case hexadecimal digits per byte. Arrays are arrays,
+** records held in line objects.
+**
+** Reading JSON back takes exactly that form: each key a field of its
+** record, once; arrays as long as the field's count; a flag true or false; a
+** text a string that fits the slot, does not end in \u0000, and whose
+** escapes \udc80 to \udcff stand only for bytes that are not well-formed
+** UTF-8 where they land (any other lone surrogate is refused); a number
+** that fits (see kitRecordSet: a float field takes the nearest float);
+** hexadecimal digits, either case, for raw bytes. A field left out gets its
+** default, as kitRecordDefaults writes it, and bytes no field covers are
+** zero. So decoding any bytes and encoding the text gives back every byte
+** that a field other than a flag or an enumeration covers, and encoding any
+** text that this accepts and decoding the bytes gives the same JSON values
+** back (floats as the float they became). The parser keeps its way on the
+** heap; nesting in the text is bounded by the record's own.
+*/
+
+/* The JSON text of a record of size bytes, as a string from malloc (free it
+** with free()); indent 0 writes one line, a positive indent one member per
+** line, arrays of numbers on one line. Null on error: the record is shorter
+** than its length (KIT_RECORD_SHORT) or memory ran out. */
+RKDDKIT_API char *kitRecordToJson(const kitRecordType *type, const void *record, size_t size,
+                                  int indent, kitRecordError *err);
+
+/* Reads the JSON text of one record (length bytes; a NUL byte is no end)
+** into record, which must hold the record's length: KIT_RECORD_SHORT when
+** size is below it. On error, err names the JSON path and byte, and the
+** record is left zero. */
+RKDDKIT_API int kitRecordFromJson(const kitRecordType *type, const char *json, size_t length,
+                                  void *record, size_t size, kitRecordError *err);
+
+/* Reads a JSON object, or an array of objects, into records one after
+** another in a buffer from malloc (free it with free()), *count of them
+** (an empty array gives a buffer and 0); null on error, with *count 0. */
+RKDDKIT_API void *kitRecordsFromJson(const kitRecordType *type, const char *json, size_t length,
+                                     size_t *count, kitRecordError *err);
 
 #ifdef __cplusplus
 }

@@ -390,3 +390,50 @@ TEST(Tool, UsageErrorsAndUnopenableFilesExitWithTwo) {
     EXPECT_TRUE(rkdd(args).err.starts_with("rkdd: ")) << args;
   expectRun("shw " + kScene, 2, nullptr, "rkdd: unknown command 'shw'; did you mean 'show'?\n");
 }
+
+TEST(Tool, EncodeAndDecodeTurnJsonAndBytesIntoEachOther) {
+  const std::string schema = "tests/kit/records.schema", bin = tempPath("records.bin");
+  const std::string json = R"([{"C":-2,"T":"h\u00e9\udcff","Pt":[{"S":7,"UC":9},{"S":-7,"UC":10}],"G":false,"E":5},)"
+                           R"({"D":"-inf","A":[1,-1,-32768]}])";
+  Result enc = rkdd("encode " + schema + " All - -o " + bin, "printf '%s' '" + json + "'");
+  ASSERT_EQ(enc.status, 0) << enc.err;
+  EXPECT_EQ(slurp(bin).size(), 2 * 54u);
+  Result text = rkdd("decode " + schema + " All " + bin + " --offset 54");
+  EXPECT_EQ(text.status, 0) << text.err;
+  EXPECT_TRUE(hasLine(text.out, "    18  rktype_dval", "D = \"-inf\"")) << text.out;
+  EXPECT_TRUE(hasLine(text.out, "    32  rktype_sval[3]", "A = [1, -1, -32768]")) << text.out;
+  EXPECT_TRUE(hasLine(text.out, "    50  rktype_enum", "E = 0  (bits 2..31)")) << text.out;
+  Result both = rkdd("decode --json --count 2 " + schema + " All - < " + bin);
+  ASSERT_EQ(both.status, 0) << both.err;
+  /* nlohmann refuses the escape of a byte that is no UTF-8: it is looked for as text. */
+  size_t escape = both.out.find(R"("T": "hé\udcff")");
+  ASSERT_NE(escape, std::string::npos) << both.out;
+  nlohmann::json decoded = nlohmann::json::parse(both.out.replace(escape + 9, 6, "?"), nullptr, false);
+  ASSERT_TRUE(decoded.is_array() && decoded.size() == 2) << both.out;
+  EXPECT_EQ(decoded[0]["Pt"][1]["S"], -7);
+  EXPECT_EQ(decoded[0]["I"], -7); /* the default */
+  EXPECT_EQ(decoded[1]["G"], true);
+  Result again = rkdd("encode " + schema + " All -o " + bin + ".2", "'" RKDD_TOOL "' decode --json --count 2 " + schema + " All " + bin);
+  EXPECT_EQ(again.status, 0) << again.err;
+  EXPECT_EQ(slurp(bin + ".2"), slurp(bin));
+  std::remove((bin + ".2").c_str());
+  std::remove(bin.c_str());
+}
+
+TEST(Tool, DecodeAndEncodeRefuseBadInputAndWriteNoOutput) {
+  const std::string schema = "tests/kit/records.schema", bin = tempPath("short.bin");
+  std::ofstream(bin) << std::string(53, 'x');
+  expectRun("decode " + schema + " All " + bin, 1, nullptr, "holds 53 bytes; 1 record(s) of 54 bytes from byte 0 need 54");
+  expectRun("decode --count 2 " + schema + " All " + bin, 1, nullptr, "need 108");
+  std::remove(bin.c_str());
+  Result bad = rkdd("encode " + schema + " All -o " + bin, "echo '{\"Pt\": [{\"UC\": 256}, {}]}'");
+  EXPECT_EQ(bad.status, 1);
+  EXPECT_NE(bad.err.find("<stdin>: byte 15: $.Pt[0].UC: does not fit 8-bit unsigned"), std::string::npos) << bad.err;
+  EXPECT_FALSE(std::filesystem::exists(bin));
+  expectRun("encode " + schema + " All /dev/null -o " + bin, 1, nullptr, "$: expects an object");
+  EXPECT_FALSE(std::filesystem::exists(bin));
+  expectRun("decode " + schema + " Nope /dev/null", 2, nullptr, "has no record Nope");
+  expectRun("decode - All < " + schema, 2, nullptr, "standard input (-) may be named only once");
+  expectRun("decode " + kErrors + " Car /dev/null", 2, nullptr, "has errors");
+  expectRun("encode " + schema + " All /no/such/file -o " + bin, 2, nullptr, "cannot open /no/such/file");
+}
