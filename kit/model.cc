@@ -197,6 +197,9 @@ kitModel *kitModelRead(int siteNo) {
       if (ddSiteGetNthDcode(siteNo, n) != 0)
         readData(*arena, m->data[m->dataCount++], firstData + n, siteNo);
     for (int i = 0; i < m->recordCount; i++) readFields(*arena, *m, m->records[i]);
+    int32_t *widths = arena->make<int32_t>(static_cast<size_t>(m->dataCount));
+    kitBitWidths(m, widths);
+    for (int i = 0; i < m->dataCount; i++) m->data[i].bitWidth = widths[i];
     return m;
   } catch (const std::bad_alloc &) {
     delete arena;

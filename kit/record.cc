@@ -31,7 +31,7 @@ int naturalSize(int tagType, Kind *kind) {
 
 /* The kind of a data field and its element size; Bytes where the slot is
 ** not what the type gives. */
-void dataKind(const kitField &f, Slot &s) {
+void dataKind(const kitField &f, int32_t toldWidth, Slot &s) {
   int32_t count = f.arrayCount >= 2 ? f.arrayCount : 1;
   s.kind = Kind::Bytes;
   if (f.tagType == MTYPE_FLAG) {
@@ -53,6 +53,7 @@ void dataKind(const kitField &f, Slot &s) {
     s.kind = Kind::Enum;
     s.lowBit = f.bitPos % (8 * elem);
     s.width = 8 * elem - s.lowBit;
+    if (toldWidth > 0 && toldWidth < s.width) s.width = toldWidth;
   }
   if (s.kind != Kind::Bytes) {
     s.elemSize = elem;
@@ -114,8 +115,8 @@ private:
           s.nested = planFor(f.nested);
         }
       } else if (f.holdsData) {
-        dataKind(f, s);
         s.held = kitFindCode(t_.model, f.code);
+        dataKind(f, s.held ? s.held->bitWidth : 0, s);
       }
       slots.push_back(std::move(s));
     }
@@ -456,7 +457,8 @@ int kitFieldBits(const kitModel *model, const kitField *field, int *lowBit, int 
   if (model == nullptr || field == nullptr || !field->holdsData || field->kind == DD_KIND_POINTER)
     return 0;
   Slot s{field, "", Kind::Bytes, field->offset, field->size, field->size, 1, false};
-  dataKind(*field, s);
+  const kitDef *held = kitFindCode(model, field->code);
+  dataKind(*field, held ? held->bitWidth : 0, s);
   if (s.kind != Kind::Flag && s.kind != Kind::Enum) return 0;
   *lowBit = s.lowBit;
   *width = s.width;

@@ -92,9 +92,8 @@ std::string renaming(const std::string &id, const std::string &name) {
 class HeaderWriter {
 public:
   HeaderWriter(std::ostream &out, const kitModel &model, const std::string &guard)
-      : out_(out), model_(model), widths_(static_cast<size_t>(model.dataCount)) {
+      : out_(out), model_(model) {
     globals_ = {guard};
-    kitBitWidths(&model, widths_.data());
   }
   void record(int code);
 
@@ -106,7 +105,6 @@ private:
 
   std::ostream &out_;
   const kitModel &model_;
-  std::vector<int32_t> widths_; /* of model_.data, as kitBitWidths gives them */
   std::map<int, Emitted> done_;
   std::set<int> onTheWay_;
   std::set<std::string> globals_; /* tags and constants, one name space in C++ */
@@ -171,26 +169,21 @@ std::string HeaderWriter::member(const kitField &f, const std::string &name,
   return type + " " + name + dims + ";";
 }
 
-/* Constants of the bit position and width of each flag and enumeration
-** of a struct, for programs to mask its members with. */
+/* Constants of the lowest bit and the width of each flag and enumeration
+** of a struct within its member, by the rule decode and encode read them
+** by (kitFieldBits), for programs to mask its members with. */
 void HeaderWriter::bitConstants(const std::string &tag,
                                 const std::vector<std::pair<const kitField *, std::string>> &bits) {
-  if (bits.empty()) return;
-  std::string list, untold;
+  std::string list;
   for (const auto &[f, name] : bits) {
-    const kitDef *d = kitFindCode(&model_, f->code);
-    int width = d != nullptr ? widths_[static_cast<size_t>(d - model_.data)] : 0;
+    int low = 0, width = 0;
+    if (!kitFieldBits(&model_, f, &low, &width)) continue;
     std::string base = tag + "_" + name;
     list += (list.empty() ? "  " : ",\n  ") + identifier(base + "_BIT", globals_) + " = " +
-            std::to_string(f->bitPos);
-    if (width > 0)
-      list += ",\n  " + identifier(base + "_WIDTH", globals_) + " = " + std::to_string(width);
-    else
-      untold += (untold.empty() ? "" : ", ") + name;
+            std::to_string(low) + ",\n  " + identifier(base + "_WIDTH", globals_) + " = " +
+            std::to_string(width);
   }
-  out_ << "enum {\n" << list << "\n};\n";
-  if (!untold.empty())
-    out_ << "/* No layout tells the width in bits of " << untold << "; it has no _WIDTH. */\n";
+  if (!list.empty()) out_ << "enum {\n" << list << "\n};\n";
 }
 
 /* The comment above a record's struct: its name, code, type, level and length. */

@@ -4,6 +4,7 @@
 ** of a schema's record, through the companion library's record types.
 */
 #include "tool.h"
+#include "words.h"
 
 #include <rkdd/kit.h>
 
@@ -104,7 +105,7 @@ struct Lister {
   }
 
   std::string typeOf(const kitField &f) const {
-    return f.kind == DD_KIND_POINTER ? "pointer" : f.inLine ? "struct" : fieldType(f);
+    return f.kind == DD_KIND_POINTER ? "pointer" : f.inLine ? "struct" : fieldTypeWords(f);
   }
 
   std::string bits(const kitField &f) const {

@@ -110,6 +110,8 @@ typedef struct kitDef {
   int32_t rangeSet, defSet, enumSet; /* 0 or 1 */
   float minVal, maxVal, defVal;      /* as stored, set or not */
   const char *defString;
+  int32_t bitWidth; /* 1 for a flag; an enumeration's width in bits where a
+                    ** record's layout tells it (kitBitWidths), else 0 */
 } kitDef;
 
 /* One site: its records and data items in code order. Empty slots of the
@@ -410,10 +412,11 @@ RKDDKIT_API const char *kitClassName(int kitClass);
 **    bit 0 is the low bit of the slot's first byte, bit 8 the low bit of the
 **    second). The field's bit position, taken modulo the slot's bits (8 for
 **    a flag, which always takes one byte, 32 for a 4-byte enumeration), is
-**    the value's lowest bit; a flag is that bit, an enumeration all bits
-**    from there to the top of the slot. So a flag at bit position 9 is bit 1
-**    of its byte, and an enumeration at bit position 2 is the slot's word
-**    shifted right by 2. The other bits of a flag's or an enumeration's slot
+**    the value's lowest bit; a flag is that bit, an enumeration its width
+**    (kitDef.bitWidth) of bits from there, or all bits to the top of the
+**    slot where no layout tells its width. So a flag at bit position 9 is
+**    bit 1 of its byte, and an enumeration of 3 bits at bit position 2 is
+**    bits 2..4 of its slot's word. The other bits of a flag's or an enumeration's slot
 **    belong to no field: writing a value keeps them, encoding a whole record
 **    leaves them zero. kitFieldBits gives the two numbers.
 **  - A data item of a count of 2 or more (ACNT): an array of that many

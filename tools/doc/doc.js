@@ -70,25 +70,34 @@
     return room >= 4 ? chars.slice(0, room - 1).join('') + '\u2026' : '';
   }
 
-  /* A box's title: name, type, offset, size, elements, bit, pointer, problem. */
+  /* A box's title: name, type, offset, size, elements, bits, pointer, problem. */
   function titleOf(def, row, abs, problems) {
-    var size = row[2], bit = row[3], box = row[4], n = row[5], problem = row[7];
+    var size = row[2], bit = row[3], box = row[4], n = row[5], problem = row[7], width = row[8];
     var t = def[0] + ': ' + def[1] + (box === POINTER ? ' *' : n > 1 ? '[' + n + ']' : '');
     t += ', offset ' + abs + ', ' + size + (size === 1 ? ' byte' : ' bytes');
     if (n > 1 && box !== POINTER) t += ', ' + n + ' elements';
-    if (box === BITS || bit) t += ', bit ' + bit;
+    if (width > 1) t += ', bits ' + bit + '..' + (bit + width - 1);
+    else if (box === BITS || bit) t += ', bit ' + bit;
     if (box === POINTER) t += ', pointer';
     if (problem && problems[problem]) t += ', ' + problems[problem];
     return t;
   }
 
-  /* The byte that holds a field's bit, as eight cells, that bit filled. */
-  function drawBits(g, x, y, sc, bit, size) {
-    var byte = Math.floor(bit / 8) < size ? Math.floor(bit / 8) : 0, bx = x + byte * sc, cell = sc / 8;
-    var by = y + BOX - STRIP, d = 'M' + fmt(bx) + ' ' + fmt(by) + 'h' + fmt(sc);
-    if (cell >= 2) for (var k = 1; k < 8; k++) d += 'M' + fmt(bx + k * cell) + ' ' + fmt(by) + 'v' + STRIP;
+  /* The bytes that hold a field's value, eight cells each, and its bits
+  ** low..low + width - 1 filled: bit k of the slot is cell k % 8 of byte
+  ** k / 8, so the bits of a value are one run of cells. */
+  function drawBits(g, x, y, sc, low, width, size) {
+    width = Math.max(width, 1);
+    if (low + width > 8 * size) { low %= 8; width = 1; }
+    var first = Math.floor(low / 8), last = Math.floor((low + width - 1) / 8);
+    var cell = sc / 8, by = y + BOX - STRIP, d = '';
+    for (var b = first; b <= last; b++) {
+      var bx = x + b * sc;
+      d += 'M' + fmt(bx) + ' ' + fmt(by) + 'h' + fmt(sc);
+      if (cell >= 2) for (var k = 1; k < 8; k++) d += 'M' + fmt(bx + k * cell) + ' ' + fmt(by) + 'v' + STRIP;
+    }
     el('path', { 'class': 'bits', d: d }, g);
-    el('rect', { 'class': 'bit', x: fmt(bx + (bit % 8) * cell), y: fmt(by), width: fmt(Math.max(cell, 1)), height: STRIP }, g);
+    el('rect', { 'class': 'bit', x: fmt(x + low * cell), y: fmt(by), width: fmt(Math.max(width * cell, 1)), height: STRIP }, g);
   }
 
   /* One box for a row [code, offset, size, bit, box, count, opens, problem]
@@ -106,7 +115,7 @@
       for (var i = 1; i < n; i++) d += 'M' + fmt(x + w * i / n) + ' ' + y + 'v' + BOX;
       el('path', { 'class': 'cells', d: d }, g);
     }
-    if (box === BITS && size > 0) drawBits(g, x, y, sc, bit, size);
+    if (box === BITS && size > 0) drawBits(g, x, y, sc, bit, row[8], size);
     var label = fitLabel((box === POINTER ? '*' : '') + def[0], w);
     if (label) {
       el('text', { x: fmt(x + 4), y: y + 15 }, g).textContent = label;

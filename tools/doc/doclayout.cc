@@ -48,10 +48,16 @@ void appendDef(std::string &out, const kitField &f) {
   out += ']';
 }
 
-/* [code, offset, size, bit, box, array count, opens, problem]. */
+/* [code, offset, size, bit, box, array count, opens, problem, width]: bit and
+** width say where a flag's or an enumeration's value lies in its slot, by
+** the rule decode and encode read it by (kitFieldBits); else the stored bit
+** position and 0. */
 void appendRow(std::string &out, const kitModel &m, const kitField &f) {
-  const long long row[] = {f.code, f.offset, f.size, f.bitPos, boxOf(f),
-                           std::max(f.arrayCount, 1), opens(m, f) ? 1 : 0, f.problem};
+  int low = f.bitPos, width = 0;
+  kitFieldBits(&m, &f, &low, &width);
+  if (width == 0) low = f.bitPos;
+  const long long row[] = {f.code, f.offset, f.size, low, boxOf(f),
+                           std::max(f.arrayCount, 1), opens(m, f) ? 1 : 0, f.problem, width};
   out += '[';
   for (size_t k = 0; k < sizeof row / sizeof row[0]; k++) {
     if (k > 0) out += ',';
