@@ -66,6 +66,15 @@ int main(int argc, char **argv) {
   diff->add_flag("--json", json, "Print one JSON document instead of text");
   diff->add_flag("--breaking", breakingOnly, "Print only the breaking changes");
 
+  int timeoutMs = LSP_TIMEOUT_MS;
+  CLI::App *lsp = app.add_subcommand(
+    "lsp", "Serve editors as a language server on standard input and output: diagnostics as one "
+           "types, hover with packed offsets and sizes, go to definition, symbols, completion");
+  lsp->add_option("--timeout", timeoutMs, "Milliseconds one analysis of a text may take (default 10000)")
+    ->check(CLI::PositiveNumber);
+  /* The child of one analysis, which the server runs for each new text. */
+  CLI::App *analyze = app.add_subcommand("lsp-analyze", "")->group("");
+
   const std::string footer =
     "A FILE of - reads standard input (at most once per command line).\n"
     "Exit status: 1 when a file read has an error (what could be written is), when export "
@@ -98,5 +107,7 @@ int main(int argc, char **argv) {
   if (*exporter) return cmdExport(file, output);
   if (*diff) return cmdDiff(oldFile, newFile, json, breakingOnly);
   if (*doc) return cmdDoc(files, output);
+  if (*lsp) return cmdLsp(timeoutMs);
+  if (*analyze) return cmdLspAnalyze();
   return cmdHeader(file, output);
 }

@@ -83,5 +83,8 @@ int cmdHeader(const std::string &file, const std::string &output);
 int cmdExport(const std::string &file, const std::string &output);
 int cmdDiff(const std::string &oldFile, const std::string &newFile, bool json, bool breakingOnly);
 int cmdDoc(const std::vector<std::string> &files, const std::string &outDir);
+constexpr int LSP_TIMEOUT_MS = 10000; /* what one analysis may take by default */
+int cmdLsp(int timeoutMs);
+int cmdLspAnalyze(); /* the child of one analysis: text on standard input, JSON out */
 
 #endif /* RKDD_TOOL_H */
