@@ -9,6 +9,20 @@
 #include <algorithm>
 #include <iostream>
 
+namespace {
+
+/* rkdd lsp, and the child that the server runs for each analysis (hidden). */
+std::pair<CLI::App *, CLI::App *> addLspCommands(CLI::App &app, int &timeoutMs) {
+  CLI::App *lsp = app.add_subcommand(
+    "lsp", "Serve editors as a language server on standard input and output: diagnostics as one "
+           "types, hover with packed offsets and sizes, go to definition, symbols, completion");
+  lsp->add_option("--timeout", timeoutMs, "Milliseconds one analysis of a text may take (default 10000)")
+    ->check(CLI::PositiveNumber);
+  return {lsp, app.add_subcommand("lsp-analyze", "")->group("")};
+}
+
+} // namespace
+
 int main(int argc, char **argv) {
   CLI::App app{"rkdd: see what schema files become in the data dictionary"};
   app.set_version_flag("--version", "rkdd " RKDD_VERSION);
@@ -67,13 +81,7 @@ int main(int argc, char **argv) {
   diff->add_flag("--breaking", breakingOnly, "Print only the breaking changes");
 
   int timeoutMs = LSP_TIMEOUT_MS;
-  CLI::App *lsp = app.add_subcommand(
-    "lsp", "Serve editors as a language server on standard input and output: diagnostics as one "
-           "types, hover with packed offsets and sizes, go to definition, symbols, completion");
-  lsp->add_option("--timeout", timeoutMs, "Milliseconds one analysis of a text may take (default 10000)")
-    ->check(CLI::PositiveNumber);
-  /* The child of one analysis, which the server runs for each new text. */
-  CLI::App *analyze = app.add_subcommand("lsp-analyze", "")->group("");
+  auto [lsp, analyze] = addLspCommands(app, timeoutMs);
 
   const std::string footer =
     "A FILE of - reads standard input (at most once per command line).\n"
