@@ -204,7 +204,9 @@ void handle(Server &s, const Json &message) {
     return;
   }
   std::string method = message["method"];
-  const Json params = message.value("params", Json::object());
+  static const Json none = Json::object();
+  auto paramsAt = message.find("params"); /* not copied: it may hold a whole document */
+  const Json &params = paramsAt != message.end() ? *paramsAt : none;
   if (!s.initialized && method != "initialize" && method != "exit") {
     if (request) fail(id, NOT_INITIALIZED, "the server is not initialized");
     return;
