@@ -1,8 +1,6 @@
 /*
-** The language server (rkdd lsp): what its files share. The server keeps the
-** open documents and the last analysis of each; an analysis runs in a child
-** process of its own (rkdd lsp-analyze), since every import makes a site
-** that lives as long as the process and a process holds at most ten.
+** The language server (rkdd lsp): what its files share. Each analysis runs
+** in a child process (rkdd lsp-analyze), where the sites its import makes die.
 */
 #ifndef RKDD_LSP_H
 #define RKDD_LSP_H

@@ -1,8 +1,6 @@
 /*
-** The language server's child (rkdd lsp-analyze): imports the text on
-** standard input, once, and writes as one JSON document what the server
-** needs of it: the messages, each definition with its place and figures,
-** and each structure member with its packed offset, size and bit.
+** The language server's child (rkdd lsp-analyze): imports the text on standard
+** input once and writes as JSON its messages, definitions, places and layouts.
 */
 #include "lsp.h"
 #include "tool.h"
@@ -64,6 +62,7 @@ std::vector<const kitDef *> recordsOn(const Outline &outline, const kitModel *mo
 
 Json memberOf(const OutlineMember &m, const kitDef *record) {
   Json j = {{"name", m.at.name}, {"line", m.at.line}, {"column", m.at.column}};
+  if (m.field < 0) j["leftOut"] = true;
   if (record == nullptr || m.field < 0 || m.field >= record->fieldCount) return j;
   const kitField &f = record->fields[m.field];
   j["record"] = text(record->name);

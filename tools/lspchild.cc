@@ -1,8 +1,6 @@
 /*
-** One analysis in a child process: the server's own program run as
-** "rkdd lsp-analyze", the text written to its standard input, its answer
-** read from its standard output, all within a time limit, past which the
-** child is killed. The sites the child's import makes die with it.
+** One analysis in a child process ("rkdd lsp-analyze"): the text to its input,
+** the answer from its output, within a time limit past which it is killed.
 */
 #include "lsp.h"
 

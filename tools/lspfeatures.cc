@@ -1,8 +1,6 @@
 /*
-** What the language server answers about a document, from the last analysis
-** of its text: diagnostics, hover, go to definition, symbols, completion;
-** and positions, which the protocol counts in UTF-16 units (or bytes, when
-** the client takes utf-8) on 0-based lines, where the library counts bytes.
+** What the language server answers about a document from its last analysis
+** (diagnostics, hover, definition, symbols, completion), and positions.
 */
 #include "lsp.h"
 
@@ -10,6 +8,8 @@
 
 #include <algorithm>
 
+/* Positions count UTF-16 units by default, bytes when the client takes
+** utf-8; lines are 0-based. The library counts bytes on 1-based lines. */
 bool lspUtf8 = false;
 
 namespace {
@@ -147,6 +147,7 @@ std::string definitionText(const Json &d) {
 }
 
 std::string memberText(const Json &m) {
+  if (m.contains("leftOut")) return "left out of the fields of a record (SHARE, PAD)";
   if (!m.contains("offset")) return "no record is built on this structure";
   std::string text = "in record `" + m["record"].get<std::string>() + "`: offset " + m["offset"].dump() +
                      ", size " + m["size"].dump();

@@ -1,8 +1,6 @@
 /*
-** The outline of a schema text for the language server: structures with
-** their members, lists, and the structure each record names, with places.
-** One forward pass, no recursion; a word that is no command ends it, as it
-** ends the library's read.
+** The outline of a schema text: structures and their members, lists, each
+** record's structure, with places; one forward pass, as the reader reads.
 */
 #include "lsp.h"
 

@@ -1,7 +1,6 @@
 /*
-** Where each definition was read: the line and column of its name in the
-** schema text an import read it from, kept per site beside the entries
-** (whose words are part of the binary layout and stay as they are).
+** Where each definition was read: the line and column of its name, kept per
+** site beside the entries, whose words belong to the binary layout.
 */
 #include <vector>
 

@@ -205,6 +205,19 @@ TEST(Lsp, FeaturesOfTheExample) {
   for (const Json &item : items) EXPECT_TRUE(item["label"].get<std::string>().starts_with("rkt")) << item;
 }
 
+/* A member's field follows the reader's counting: SHARE and PAD members take
+** no field, and a comment or quoted text may hold ';' and '}'. */
+TEST(Lsp, MemberFieldsPastSharePadCommentsAndQuotes) {
+  Server s;
+  open(s, "dataDef A { rktype_ival };\ndataDef B { rktype_dval };\n"
+          "struct S { A, SHARE; A, FN=\"x;}\"; P, PAD=4; /* B; } */ B; };\nrecordDef R { rktype_bead, S };\n");
+  s.diagnostics();
+  for (auto [character, offset] : {std::pair{11, "left out"}, {21, "offset 0,"}, {56, "offset 4, size 8"}}) {
+    Json hover = s.request("textDocument/hover", at(2, character))["result"];
+    EXPECT_NE(hover["contents"]["value"].get<std::string>().find(offset), std::string::npos) << hover;
+  }
+}
+
 /* A hundred edits in a row, each analysed and published with its version,
 ** and the server's resident memory the same at the end as after the first
 ** ten; no child is left behind. */
