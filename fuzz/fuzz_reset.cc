@@ -44,6 +44,7 @@ extern "C" void __wrap_UZA_free(void *block, const char *file, int line) {
 void fuzzFreshStore() {
   ddBufferDiscardAll();
   ddFuzzResetImport();
+  ddFuzzResetPlaces();
   ddFuzzResetIndex();
   ddFuzzResetFields();
   ddFuzzResetCompiled();

@@ -145,3 +145,36 @@ TEST(Messages, OneCallPerTextAndTheDefaultComesBack) {
   ddExportSchema(site);
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "Not implemented.\n");
 }
+
+/* Every import keeps where each definition's name stands, handler or not:
+** records and data items in any order of the file, past thousands of lines
+** and chunks; nothing for a definition made by a call or a code that names
+** nothing, whose out-words stay as they were. */
+TEST(Messages, PlacesOfDefinitionsKeptByEveryImport) {
+  std::string text;
+  for (int i = 0; i < 9000; i++) text += "// filler\n";
+  text += "recordDef R { rktype_bead, rkNULL };\ndataDef  A { rktype_ival };\n";
+  text += "  dataDef B { rktype_fval }; recordDef   S { rktype_bead, rkNULL };\n";
+  for (bool handled : {false, true}) {
+    std::vector<Heard> heard;
+    if (handled) ddSetMessageHandler(hear, &heard);
+    testing::internal::CaptureStdout();
+    int site;
+    ASSERT_EQ(ddImportSchema(schemaFile(text).c_str(), &site), 1);
+    testing::internal::GetCapturedStdout();
+    ddSetMessageHandler(nullptr, nullptr);
+    std::vector<std::string> got;
+    for (const char *name : {"R", "A", "B", "S"}) {
+      /* the second import holds the names again: the same local codes in its own site */
+      int code = site * 4096 + ddGetMyCode(ddNameToCode(name)), line = -1, column = -1;
+      EXPECT_EQ(ddGetPlace(code, &line, nullptr), 1);
+      ddGetPlace(code, nullptr, &column);
+      got.push_back(std::string(name) + " " + std::to_string(line) + ":" + std::to_string(column));
+    }
+    EXPECT_EQ(testing::PrintToString(got), R"({ "R 9001:11", "A 9002:10", "B 9003:11", "S 9003:42" })");
+  }
+  int site = newSite("calls"), line = -7, column = -7;
+  for (int code : {ddNewDataDef(site), ddNewRecordDef(site), 0, -1, 4096 * 11})
+    EXPECT_EQ(ddGetPlace(code, &line, &column), 0) << code;
+  EXPECT_EQ(line + column, -14);
+}

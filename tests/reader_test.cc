@@ -79,10 +79,10 @@ TEST(Reader, ListsCommentsAndQuotes) {
   ** time, so that every step meets the end of its chunk somewhere. */
   for (size_t chunkSize : {0, 1, 3})
     for (auto &[text, stops, want, out] : cases) {
-      ddStream s = {text.data(), text.data() + text.size(), nullptr, nullptr, 0, 0, 0, 0, 0};
+      ddStream s = {text.data(), text.data() + text.size(), nullptr, nullptr, 0, 0, 0, 0, 0, 0};
       char chunk[3];
       FILE *file = chunkSize ? fmemopen(const_cast<char *>(text.data()), text.size(), "r") : nullptr;
-      if (file) s = {chunk, chunk, file, chunk, chunkSize, 0, 0, 0, 0};
+      if (file) s = {chunk, chunk, file, chunk, chunkSize, 0, 0, 0, 0, 0};
       char *items[DD_LIST_SLOTS];
       int count = 0;
       CaptureStdout();

@@ -17,6 +17,7 @@ struct Args {
   std::vector<std::string> files;
   std::string file, record, output, oldFile, newFile;
   bool json = false, checkJson = false, sarif = false, breakingOnly = false;
+  int timeoutMs = LSP_TIMEOUT_MS;
 };
 
 const char *const kStdinHelp = "Schema file; - reads standard input";
@@ -87,6 +88,16 @@ void addDiff(CLI::App &app, Args &a) {
   c->add_flag("--breaking", a.breakingOnly, "Print only the breaking changes");
 }
 
+/* rkdd lsp, and the child that the server runs for each analysis (hidden). */
+void addLsp(CLI::App &app, Args &a) {
+  CLI::App *c = app.add_subcommand(
+    "lsp", "Serve editors as a language server on standard input and output: diagnostics as one "
+           "types, hover with packed offsets and sizes, go to definition, symbols, completion");
+  c->add_option("--timeout", a.timeoutMs, "Milliseconds one analysis of a text may take (default 10000)")
+    ->check(CLI::PositiveNumber);
+  app.add_subcommand("lsp-analyze", "")->group("");
+}
+
 /* The commands with their options, and what every command takes. */
 void defineCommands(CLI::App &app, Args &a) {
   app.set_version_flag("--version", "rkdd " RKDD_VERSION);
@@ -95,7 +106,7 @@ void defineCommands(CLI::App &app, Args &a) {
     return "rkdd: " + std::string(e.what()) + "\nRun rkdd --help for more information.\n";
   });
   app.footer(kFooter);
-  for (auto add : {addShow, addLayout, addCheck, addHeader, addExport, addDiff, addDoc})
+  for (auto add : {addShow, addLayout, addCheck, addHeader, addExport, addDiff, addDoc, addLsp})
     add(app, a);
   for (CLI::App *command : app.get_subcommands([](CLI::App *) { return true; })) {
     command->footer(kFooter);
@@ -201,6 +212,8 @@ int runCommand(const CLI::App &app, const Args &a) {
   if (name == "header") return cmdHeader(a.file, a.output);
   if (name == "export") return cmdExport(a.file, a.output);
   if (name == "diff") return cmdDiff(a.oldFile, a.newFile, a.json, a.breakingOnly);
+  if (name == "lsp") return cmdLsp(a.timeoutMs);
+  if (name == "lsp-analyze") return cmdLspAnalyze();
   return cmdDoc(a.files, a.output);
 }
 

@@ -93,4 +93,8 @@ namespace CLI { class App; }
 void addRecordCommands(CLI::App &app);
 int runRecordCommands();
 
+constexpr int LSP_TIMEOUT_MS = 10000; /* what one analysis may take by default */
+int cmdLsp(int timeoutMs);
+int cmdLspAnalyze(); /* the child of one analysis: text on standard input, JSON out */
+
 #endif /* RKDD_TOOL_H */

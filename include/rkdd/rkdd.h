@@ -427,6 +427,17 @@ typedef void (*ddMessageHandler)(const ddMessage *message, void *context);
 ** process-wide state: call it while no other thread uses the library. */
 RKDD_API void ddSetMessageHandler(ddMessageHandler handler, void *context);
 
+/* ---------------------------------------------------------------------------
+** Extension: places. Every import keeps where each definition's name stands
+** in the file it was read from, as a message tells it: a 1-based line and a
+** column counted in bytes.
+*/
+
+/* 1 with the place in *line and *column (either may be NULL) when code names
+** a definition read from schema text; 0, with the out-words untouched, for
+** any other code. */
+RKDD_API int ddGetPlace(int code, int *line, int *column);
+
 #ifdef __cplusplus
 }
 #endif

@@ -61,6 +61,7 @@ template <typename Entry> void writeAttributes(ddSchema *head, const Entry *entr
 /* Creation and the plain setters that both kinds share; each refusal counts.
 ** What setting the tag type reports is about the type's keyword. */
 template <typename Entry> void setCommon(ddBuildContext *context, int code, const Entry *entry) {
+  ddKeepPlace(code, entry->place);
   ddReportAt(entry->typePlace);
   context->errors += !ddSetTagType(code, entry->type);
   context->errors += !ddSetName(code, entry->name);

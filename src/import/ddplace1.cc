@@ -1,7 +1,7 @@
 /*
 ** Places in the text being read: the table of where each line begins, kept
-** while a handler listens, and how a place (a byte offset) becomes the line
-** and column a message is told with.
+** during every import, and how a place (a byte offset) becomes the line and
+** column a message is told with and the store keeps for each definition.
 */
 #include "import/ddread.h"
 
@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <memory>
 
+#include "store/ddstore.h"
 #include "support/ddreport.h"
 
 #if defined(__SSE2__)
@@ -22,6 +23,7 @@ namespace {
 struct LineTable {
   std::unique_ptr<int64_t[]> at;
   size_t count = 0, room = 0;
+  size_t kept = 0; /* the line of the place ddKeepPlace kept last, less one */
 
   /* Makes room for n more lines. */
   void reserve(size_t n) {
@@ -76,8 +78,8 @@ void resolvePlace(int64_t at, int32_t *line, int32_t *column) {
 }
 } // namespace
 
-void ddStreamTrack(ddStream *s, long long sizeHint) {
-  s->track = 1;
+void ddStreamKeepLines(ddStream *s, long long sizeHint) {
+  s->lines = 1;
   /* Room for a line per 12 bytes, which schemas seldom pass, so that the
   ** table is rarely copied as it grows. */
   lineStarts.count = 0;
@@ -85,6 +87,24 @@ void ddStreamTrack(ddStream *s, long long sizeHint) {
   lineStarts.at[lineStarts.count++] = s->read - (s->end - s->at);
   ddStreamNoteLines(s);
   ddReportLines(resolvePlace);
+}
+
+/* Definitions are built in the order they were read, kind by kind, so the
+** line of each is looked for from the line of the one before, by steps that
+** double, rather than over the whole table. */
+void ddKeepPlace(int code, ddPlace place) {
+  if (place.at <= 0 || lineStarts.count == 0) return;
+  const int64_t offset = place.at - 1, *starts = lineStarts.at.get();
+  size_t low = 0, high = lineStarts.count, last = lineStarts.kept;
+  if (last < high && starts[last] <= offset) {
+    size_t step = 1;
+    for (low = last; low + step < high && starts[low + step] <= offset; step *= 2) low += step;
+    high = std::min(high, low + step);
+  }
+  size_t line = static_cast<size_t>(std::upper_bound(starts + low, starts + high, offset) - starts);
+  lineStarts.kept = line - 1;
+  ddStoreSetPlace(code, static_cast<int32_t>(std::min<size_t>(INT32_MAX, line)),
+                  static_cast<int32_t>(std::min<int64_t>(INT32_MAX, offset - starts[line - 1] + 1)));
 }
 
 void ddStreamEndPlaces(void) {

@@ -43,10 +43,10 @@ enum {
 ** the text ends at end. read counts the bytes of every chunk so far, and
 ** mark is where the unit at hand began, counted the same way; a file whose
 ** unit runs past DD_UNIT_LIMIT sets overrun, and its input ends there.
-** Places are taken only while track is set (a handler is there to be told
-** them); the reader then also notes where each line of the text begins, so
-** that a place can be told as line and column. A stream made with track 0
-** costs nothing for them. */
+** Where each line of the text begins is noted while lines is set (every
+** import, so that the place of each definition's name can be kept); the
+** places of everything else are taken only while track is set (a handler is
+** there to be told them). A stream made with track 0 costs nothing for them. */
 typedef struct ddStream {
   const char *at;
   const char *end;
@@ -56,21 +56,29 @@ typedef struct ddStream {
   long long read;
   long long mark;
   int overrun;
+  int lines;
   int track;
 } ddStream;
 
-/* The place of p, a point of the text at hand; none when the stream does
-** not track places. */
+/* The place of p, a point of the text at hand, whether or not the stream
+** tracks places; ddStreamPlace gives none when it does not. */
+static inline ddPlace ddStreamHere(const ddStream *stream, const char *p) {
+  ddPlace place = {stream->read - (stream->end - p) + 1};
+  return place;
+}
 static inline ddPlace ddStreamPlace(const ddStream *stream, const char *p) {
-  ddPlace place = {stream->track ? stream->read - (stream->end - p) + 1 : 0};
+  ddPlace place = {stream->track ? ddStreamHere(stream, p).at : 0};
   return place;
 }
 
-/* Starts taking places in stream, whose text at hand begins at offset 0,
-** and lets messages tell them as lines and columns until ddStreamEndPlaces.
-** The line table it keeps grows by 8 bytes per line read. */
-void ddStreamTrack(ddStream *stream, long long sizeHint);
+/* Starts noting where the lines of stream begin, its text at hand beginning
+** at offset 0, and lets messages tell places as lines and columns until
+** ddStreamEndPlaces. The line table grows by 8 bytes per line read. */
+void ddStreamKeepLines(ddStream *stream, long long sizeHint);
 void ddStreamEndPlaces(void);
+/* Gives the store the line and column of place as where the definition of
+** code was read (nothing for no place); only while the line table is kept. */
+void ddKeepPlace(int code, ddPlace place);
 /* Notes where the lines that begin in the text at hand begin; the reader
 ** calls it for each chunk of a stream that takes places. */
 void ddStreamNoteLines(const ddStream *stream);

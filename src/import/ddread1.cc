@@ -45,7 +45,7 @@ bool refill(ddStream *s) {
   s->at = s->chunk;
   s->end = s->chunk + got;
   s->read += static_cast<long long>(got);
-  if (s->track) ddStreamNoteLines(s);
+  if (s->lines) ddStreamNoteLines(s);
   return got > 0;
 }
 
@@ -218,7 +218,8 @@ ddPlace plainPlace(const ddStream *s, const char *from) {
 bool readWord(ddStream *s, char *out, int size, ddPlace *place) {
   skipWhile(s, isWhite);
   if (peek(s) == kEnd) return false;
-  if (s->track) ddReportAt(*place = ddStreamPlace(s, s->at));
+  *place = ddStreamHere(s, s->at); /* kept for every definition's name */
+  if (s->track) ddReportAt(*place);
   ddMarkUnit(s);
   Gather word{out, size};
   gatherUntil(s, word, isWhite);
@@ -444,7 +445,7 @@ int ddReadSchemaFile(const char *path, ddBuffer *buffer) {
       fileSize = info.st_size;
     }
     chunk.reset(static_cast<char *>(rkAllocate(size)));
-    stream = {nullptr, nullptr, file.get(), chunk.get(), size, 0, 0, 0, 0};
+    stream = {nullptr, nullptr, file.get(), chunk.get(), size, 0, 0, 0, 0, 0};
     refill(&stream);
   }
   /* A file that gives an error on its first read (a directory does) counts
@@ -457,7 +458,8 @@ int ddReadSchemaFile(const char *path, ddBuffer *buffer) {
   ddStream *s = &stream;
   tracking = ddReportHandled();
   wordPlace = namePlace = ddPlace{};
-  if (tracking) ddStreamTrack(s, fileSize);
+  ddStreamKeepLines(s, fileSize);
+  s->track = tracking;
   char word[DD_WORD_SIZE], name[DD_WORD_SIZE];
   char *items[DD_LIST_SLOTS];
   ddSkipSpace(s);

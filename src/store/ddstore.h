@@ -104,6 +104,12 @@ void ddForgetRoom(int siteNo);
 ** table print a warning and give 0. */
 int ddTypeSize(int tagType);
 
+/* The place of a definition's name in the text it was read from, 1-based
+** line and byte column (ddsource1), which ddGetPlace gives back. An import
+** sets it for each definition it builds; a line of 0 or a code outside
+** every site sets nothing. */
+void ddStoreSetPlace(int code, int line, int column);
+
 /* Compiled sites (ddcompiled1): the steps ddSetCode runs, in this order, once
 ** the codes of a site's tables are final. */
 #define DD_LINK_SPARE 64        /* zero slots behind every resolved name list */
@@ -134,13 +140,14 @@ void ddFillTempEntry(ddSite *site, int code, int length, unsigned char subRev,
 /* Fuzzing builds only, never in the shipped library: each forgets the state
 ** its source file keeps (sites and look-up cache, room and owned blocks;
 ** the next internal format level; field indexes and layout; the name
-** indexes; the import's buffers), so that the next input finds an empty
+** indexes; the import's buffers; the definitions' places), so that the next input finds an empty
 ** store. The blocks the state pointed to are the caller's to release. */
 void ddFuzzResetSites(void);
 void ddFuzzResetCompiled(void);
 void ddFuzzResetFields(void);
 void ddFuzzResetIndex(void);
 void ddFuzzResetImport(void);
+void ddFuzzResetPlaces(void);
 #endif
 
 #endif
