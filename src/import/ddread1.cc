@@ -423,31 +423,60 @@ void ddSplitOption(const char *item, char *key, char *value) {
 
 /* ---- Command loop ---------------------------------------------------- */
 
-int ddReadSchemaFile(const char *path, ddBuffer *buffer) {
-  long long fileSize = 0; /* when known: a hint for the line table */
-  std::unique_ptr<FILE, FileCloser> file(std::fopen(path, "r"));
+namespace {
+/* A schema file open for reading, and the memory of its chunk. */
+struct OpenFile {
+  std::unique_ptr<FILE, FileCloser> file;
   std::unique_ptr<char, BlockFree> chunk;
-  ddStream stream = {};
+};
+
+/* Opens path as stream, with its first chunk read; false, with the message,
+** when it does not open. A file that gives an error on its first read (a
+** directory does) counts as one that did not open; a later error ends the
+** input. *size is the file's size where known, a hint for the line table. */
+bool openStream(const char *path, OpenFile &open, ddStream *stream, long long *size) {
+  open.file.reset(std::fopen(path, "r"));
+  FILE *file = open.file.get();
   if (file) {
     /* A file smaller than a chunk needs no more room than it holds: the
     ** pages of a whole chunk would be touched for nothing. */
     struct stat info;
-    size_t size = kChunkSize;
-    if (fstat(fileno(file.get()), &info) == 0 && info.st_size > 0) {
-      size = std::min(size, static_cast<size_t>(info.st_size));
-      fileSize = info.st_size;
+    size_t room = kChunkSize;
+    if (fstat(fileno(file), &info) == 0 && info.st_size > 0) {
+      room = std::min(room, static_cast<size_t>(info.st_size));
+      *size = info.st_size;
     }
-    chunk.reset(static_cast<char *>(rkAllocate(size)));
-    stream = {nullptr, nullptr, file.get(), chunk.get(), size, 0, 0, 0, 0};
-    refill(&stream);
+    open.chunk.reset(static_cast<char *>(rkAllocate(room)));
+    *stream = {nullptr, nullptr, file, open.chunk.get(), room, 0, 0, 0, 0};
+    refill(stream);
   }
-  /* A file that gives an error on its first read (a directory does) counts
-  ** as one that did not open; a later error ends the input. */
-  int error = file ? std::ferror(file.get()) : 0;
-  if (!file || error) {
-    ddReport(DD_MSG_FILE_OPEN, "\nFile open failure, error %d\n", error);
-    return 0;
+  int error = file ? std::ferror(file) : 0;
+  if (file && !error) return true;
+  ddReport(DD_MSG_FILE_OPEN, "\nFile open failure, error %d\n", error);
+  return false;
+}
+
+/* The command of word; null, with the message and "Aborted.", for a word
+** that names none, which ends the read. */
+const Command *commandOf(const char *word) {
+  for (const Command &c : kCommands)
+    if (c.word == word) return &c;
+  ddReportOn(wordPlace, DD_MSG_UNKNOWN_COMMAND, "Unrecognized command: \"%s\"\n", word);
+  if (tracking) {
+    const char *words[std::size(kCommands)];
+    for (size_t i = 0; i < std::size(kCommands); i++) words[i] = kCommands[i].word.data();
+    ddHintWord(word, words, static_cast<int>(std::size(kCommands)));
   }
+  ddReport(DD_MSG_ABORTED, "Aborted.\n\n");
+  return nullptr;
+}
+} // namespace
+
+int ddReadSchemaFile(const char *path, ddBuffer *buffer) {
+  OpenFile open;
+  ddStream stream = {};
+  long long fileSize = 0;
+  if (!openStream(path, open, &stream, &fileSize)) return 0;
   ddStream *s = &stream;
   tracking = ddReportHandled();
   wordPlace = namePlace = ddPlace{};
@@ -459,19 +488,8 @@ int ddReadSchemaFile(const char *path, ddBuffer *buffer) {
     ddSkipSpace(s);
     bool named = readWord(s, name, sizeof name, &namePlace);
     if (s->overrun) break;
-    const Command *command = nullptr;
-    for (const Command &c : kCommands)
-      if (c.word == word && !command) command = &c;
-    if (command == nullptr) {
-      ddReportOn(wordPlace, DD_MSG_UNKNOWN_COMMAND, "Unrecognized command: \"%s\"\n", word);
-      if (tracking) {
-        const char *words[std::size(kCommands)];
-        for (size_t i = 0; i < std::size(kCommands); i++) words[i] = kCommands[i].word.data();
-        ddHintWord(word, words, static_cast<int>(std::size(kCommands)));
-      }
-      ddReport(DD_MSG_ABORTED, "Aborted.\n\n");
-      return 0;
-    }
+    const Command *command = commandOf(word);
+    if (command == nullptr) return 0;
     if (!named) {
       ddReportOn(wordPlace, DD_MSG_MISSING_NAME, "ERROR: No name behind \"%s\" at the end of the file.\n", word);
       break;

@@ -1,6 +1,7 @@
 /*
-** Inside the schema store: the site table, code decoding, the entry walk and
-** the operations the store's own files share. Nothing here is exported.
+** Inside the schema store: the site table, code decoding, the entry walk,
+** the operations the store's own files share, and the setters that building
+** a site from text needs beyond the header's. Nothing here is exported.
 */
 #ifndef RKDD_STORE_DDSTORE_H
 #define RKDD_STORE_DDSTORE_H
