@@ -9,6 +9,7 @@
 #include <stddef.h>
 #include <stdint.h>
 
+#include "rkdd/rkdd.h"
 #include "support/ddreport.h"
 #include "support/mlist.h"
 
@@ -112,7 +113,7 @@ struct ddBufStruct : ddBufNamed {
   int32_t nextBit;
   int32_t nextIndex; /* index of the next member: all members so far */
   int32_t holdsEnum;
-  struct ddField *fields; /* the site builder's field table, while it builds */
+  ddField *fields; /* the site builder's field table, while it builds */
 };
 
 struct ddBufCodeItem : ddBufNumbered {};

@@ -28,7 +28,9 @@
 
 namespace {
 
-const ddBufNumbered *numberedAt(intptr_t word) { return static_cast<const ddBufNumbered *>(ddBufEntryAt(word)); }
+const ddBufNumbered *numberedAt(intptr_t word) {
+  return static_cast<const ddBufNumbered *>(ddBufEntryAt(word));
+}
 
 /* Beside each set's sorted list, an index of where each key stands, so that
 ** a set is searched and kept sorted without a walk from the front. A search
