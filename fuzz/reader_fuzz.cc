@@ -13,7 +13,6 @@
 #include "import/ddbuffer.h"
 #include "import/ddread.h"
 #include "rkruntime.h"
-#include "support/mlist.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   const char *path = fuzzWriteInput(data, size);
@@ -25,12 +24,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   FUZZ_CHECK(read == 0 || read == 1);
   ddAutosize(&buffer);
   /* Every structure has been sized or found to carry compile-time offsets. */
-  if (auto *list = reinterpret_cast<mlist *>(buffer.structs))
-    for (mlistNode *n = list->first; n != nullptr; n = n->next) {
-      auto *s = reinterpret_cast<ddBufStruct *>(n->value);
-      FUZZ_CHECK(s->state == 1 || s->state == 3);
-      FUZZ_CHECK(s->memberCount <= s->nextIndex);
-    }
+  for (const ddBufStruct *s : buffer.structs) {
+    FUZZ_CHECK(s->state == 1 || s->state == 3);
+    FUZZ_CHECK(s->memberCount <= s->nextIndex);
+  }
   ddBufferRelease(&buffer);
   ddBufferDiscardAll();
   FUZZ_CHECK(UZA_liveBlocks(nullptr) == before);

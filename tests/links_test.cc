@@ -36,11 +36,11 @@ TEST_F(Links, EveryListSetsCopiesAndRefuses) {
 TEST_F(Links, RefusalsAndCachingAndStoreMadeArrays) {
   int r = record(), a = record(), d = data(4);
   int codes[2] = {a, a + 300}; /* the second is undefined */
-  EXPECT_EQ(ddSetParent(r, codes, 0) + ddSetParent(r, nullptr, 2) + ddSetParent(r, codes, 2) +
-                ddSetParent(r, codes, -1), 0);
+  EXPECT_EACH(0, ddSetParent(r, codes, 0), ddSetParent(r, nullptr, 2), ddSetParent(r, codes, 2),
+              ddSetParent(r, codes, -1));
   EXPECT_EQ(ddGetRSchema(r)->links, nullptr); /* no block made */
-  EXPECT_EQ(ddSetParent(d, codes, 1) + ddSetChild(d, codes, 1) + ddSetAlias(0, codes, 1), 0);
-  EXPECT_EQ(ddGetParentCount(d) + ddGetParentNth(d, 0) + ddGetSubRev(d) + ddGetChildCount(-1), 0);
+  EXPECT_EACH(0, ddSetParent(d, codes, 1), ddSetChild(d, codes, 1), ddSetAlias(0, codes, 1));
+  EXPECT_EACH(0, ddGetParentCount(d), ddGetParentNth(d, 0), ddGetSubRev(d), ddGetChildCount(-1));
   EXPECT_EQ(ddGetParent(d), nullptr);
   ddCacheFixups(1); /* caching skips the look-ups only, and marks no layout */
   EXPECT_EQ(ddSetParent(r, codes, 2), 1);
@@ -68,14 +68,14 @@ TEST_F(Links, Extensions) {
   int target = record("target"), t2 = record("t2"), ext = record("ext"), c = record();
   int d = data(4);
   ddSetName(d, "item");
-  EXPECT_EQ(ddGetExtFieldCount(target) + ddGetExtFieldNth(target, 0) + ddGetExtFieldCount(d), 0);
+  EXPECT_EACH(0, ddGetExtFieldCount(target), ddGetExtFieldNth(target, 0), ddGetExtFieldCount(d));
   ASSERT_EQ(ddSetXcode(ext, "target"), 1);
   EXPECT_EQ(V({ddGetExtendCode(ext), ddIsLegalXcode(target, ext), ddIsLegalXcode(ext, target)}),
             V({target, 1, 0}));
   EXPECT_EQ(ddGetSchema(ext)->xcodeName, nullptr); /* the name is not stored */
   /* An unknown name, no name or a data item's name changes nothing. */
-  EXPECT_EQ(ddSetXcode(ext, "nobody") + ddSetXcode(ext, nullptr) + ddSetXcode(ext, "item"), 3);
-  EXPECT_EQ(ddSetXcode(ext + 500, "target") + ddSetXcode(0, "target"), 0);
+  EXPECT_EACH(1, ddSetXcode(ext, "nobody"), ddSetXcode(ext, nullptr), ddSetXcode(ext, "item"));
+  EXPECT_EACH(0, ddSetXcode(ext + 500, "target"), ddSetXcode(0, "target"));
   EXPECT_EQ(ddGetExtendCode(ext), target);
   /* Newest first; repeating moves nothing; a data item may extend. */
   ASSERT_EQ(ddSetXcode(d, "target"), 1);
@@ -90,14 +90,14 @@ TEST_F(Links, Extensions) {
   ASSERT_EQ(ddSetXcode(ext, "t2"), 1);
   EXPECT_EQ(V({ddGetExtendCode(ext), ddGetExtFieldCount(t2), ddGetExtFieldCount(target)}),
             V({t2, 1, 3}));
-  EXPECT_EQ(ddIsLegalXcode(0, 123456) + ddIsLegalXcode(0, target), 2); /* extends nothing */
+  EXPECT_EACH(1, ddIsLegalXcode(0, 123456), ddIsLegalXcode(0, target)); /* extends nothing */
 }
 
 TEST_F(Links, HasExtensionSearchesRecordsFromSiteOneUp) {
   int s1 = newSite("one"), s2 = newSite("two");
   int target = record("target"), inCore = record(), in2 = record(nullptr, s2);
   int in1a = record(nullptr, s1), in1b = record(nullptr, s1), d = ddNewDataDef(s1);
-  ASSERT_EQ(ddSetXcode(inCore, "target") + ddSetXcode(d, "target"), 2);
+  ASSERT_TRUE(EXPECT_EACH(1, ddSetXcode(inCore, "target"), ddSetXcode(d, "target")));
   EXPECT_EQ(ddHasExtension(target), 0); /* site 0 and data items do not count */
   ASSERT_EQ(ddSetXcode(in2, "target"), 1);
   EXPECT_EQ(ddHasExtension(target), in2);
@@ -105,7 +105,7 @@ TEST_F(Links, HasExtensionSearchesRecordsFromSiteOneUp) {
   EXPECT_EQ(ddHasExtension(target), in1b);
   ASSERT_EQ(ddSetXcode(in1a, "target"), 1);
   EXPECT_EQ(ddHasExtension(target), in1a);
-  EXPECT_EQ(ddHasExtension(0) + ddHasExtension(-target), 0);
+  EXPECT_EACH(0, ddHasExtension(0), ddHasExtension(-target));
   ddSite *one = ddSiteNo2SiteInfo(s1); /* an empty slot is passed over */
   one->recordTable[0].head.code = 0;
   EXPECT_EQ(ddHasExtension(target), in1b);

@@ -5,7 +5,6 @@
 #include "import/ddread.h"
 #include "rkruntime.h"
 #include "store_fixture.h"
-#include "support/mlist.h"
 
 using namespace testing::internal; /* CaptureStdout */
 struct Read { int result; std::string out; ddBuffer buf; };
@@ -21,15 +20,12 @@ static Read readPath(const std::string &path) {
 }
 static Read readText(std::string_view text) { return readPath(schemaFile(text)); }
 
-template <class T = ddBufKey> static std::vector<T *> all(intptr_t set) {
+template <class T> static std::vector<T *> all(const ddBufSet<T> &set) {
   std::vector<T *> out;
-  for (mlistNode *n = mlistHead(reinterpret_cast<mlist *>(set)); n; n = n->next)
-    out.push_back(reinterpret_cast<T *>(n->value));
+  for (T *entry : set) out.push_back(entry);
   return out;
 }
-template <class T> static T *find(const char *name, intptr_t set) {
-  return static_cast<T *>(ddBufferFindName(name, set));
-}
+template <class T> static T *find(const char *name, const ddBufSet<T> &set) { return ddBufferFindName(name, set); }
 static std::string join(std::initializer_list<const char *> texts) { /* "~" for null */
   std::string out;
   for (const char *t : texts) out.append(t ? t : "~").append("|");
@@ -44,7 +40,7 @@ TEST(Reader, FilesThatCannotBeReadOrHoldNothingAndTheCommandLoop) {
             "0\nFile open failure, error 0\n\nFile open failure, error 1\n");
   for (const char *text : {"", " \n\t", "// x\n/* y **/ \n", "/* open", "// x", "/"}) {
     Read r = readText(text);
-    EXPECT_EQ(r.out + std::to_string(r.result + (r.buf.dataByName | r.buf.structs)), "1") << text;
+    EXPECT_EQ(r.out + std::to_string(r.result + (r.buf.dataByName.list || r.buf.structs.list)), "1") << text;
   }
   EXPECT_EQ(readText("dataDef a{ rktype_ival }").out,
             kErr + "ERROR: Type for \"a{\" unknown!  Using rktype_ival.\n"
@@ -144,10 +140,10 @@ TEST(Reader, CommandsOptionsAndTheirMessages) {
   auto p = all(find<ddBufCodeList>("L", r.buf.parents)->items);
   auto a = all<ddBufCodeItem>(find<ddBufCodeList>("L", r.buf.aliases)->items);
   ASSERT_TRUE(m.size() == 9 && p.size() == 2 && a.size() == 2);
-  EXPECT_TRUE(h->len == 12 && h->nextIndex == 9 && h->memberCount == 4 && m[8]->index == 8 &&
+  EXPECT_TRUE(h->len == 12 && h->nextIndex == 9 && h->memberCount == 4 && m[8]->number == 8 &&
               m[0]->pad == 4 && m[2]->share && m[3]->ptr && m[3]->bit == 3 && m[3]->off == 8 &&
-              m[5]->pad == 1 && m[6]->pad == 1 && m[7]->pad == 1 && a[1]->index == 1 &&
-              !find<ddBufStruct>("E", r.buf.structs)->members);
+              m[5]->pad == 1 && m[6]->pad == 1 && m[7]->pad == 1 && a[1]->number == 1 &&
+              !find<ddBufStruct>("E", r.buf.structs)->members.list);
   EXPECT_EQ(join({h->sn, h->un, m[3]->fn, m[4]->name, p[1]->name,
                   find<ddBufDescribe>("R", r.buf.describes)->text,
                   find<ddBufDescribe>("D", r.buf.describes)->text,

@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <fstream>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "rkdd/rkdd.h"
@@ -34,6 +35,27 @@ inline ddField makeSlot(int code, int kind = DD_KIND_DC, unsigned bitPos = 0, ui
 }
 
 using V = std::vector<int>;
+
+/* A table of calls that each should give want: EXPECT_EACH(0, ddIsDC(r, c),
+** ddIsPointer(r, c)) runs them in order and names each that does not by its
+** text. Gives whether all did, for ASSERT_TRUE. */
+#define EXPECT_EACH(want, ...) expectEach(__FILE__, __LINE__, want, #__VA_ARGS__, {__VA_ARGS__})
+inline bool expectEach(const char *file, int line, long want, std::string_view calls, std::initializer_list<long> got) {
+  bool all = true;
+  auto value = got.begin();
+  int depth = 0;
+  for (size_t start = 0, i = 0; i <= calls.size() && value != got.end(); i++) {
+    char c = i < calls.size() ? calls[i] : ',';
+    depth += (c == '(' || c == '{') - (c == ')' || c == '}');
+    if (c != ',' || depth != 0) continue;
+    while (calls[start] == ' ') start++;
+    if (*value != want)
+      ADD_FAILURE_AT(file, line) << calls.substr(start, i - start) << " gives " << *value << ", not " << want;
+    all = all && *value++ == want;
+    start = i + 1;
+  }
+  return all;
+}
 
 inline int newSite(const char *id, const char *desc = "test") {
   int n = -1;

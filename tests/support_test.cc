@@ -110,11 +110,11 @@ TEST(Registry, OnlyRegisteredBlocksAreReleased) {
   void *blocks[] = {UZA_allocate(8, "t", 1), UZA_allocate(8, "t", 2), UZA_allocate(8, "t", 3),
                     UZA_allocate(5000, "t", 4)};
   for (void *b : {blocks[0], blocks[2], blocks[3]}) ddOwnBlock(b);
-  EXPECT_EQ(ddOwnsBlock(blocks[1]) + ddOwnsBlock(nullptr) + ddOwnsBlock(&blocks), 0);
+  EXPECT_EACH(0, ddOwnsBlock(blocks[1]), ddOwnsBlock(nullptr), ddOwnsBlock(&blocks));
   EXPECT_EQ(ddReleaseBlockAt(blocks[2], "t", 6), 1);
-  EXPECT_EQ(ddReleaseBlockAt(blocks[2], "t", 7) + ddReleaseBlockAt(blocks[1], "t", 8), 0); /* gone; never registered */
-  EXPECT_EQ(ddOwnsBlock(blocks[0]) + ddOwnsBlock(blocks[3]), 2);
+  EXPECT_EACH(0, ddReleaseBlockAt(blocks[2], "t", 7), ddReleaseBlockAt(blocks[1], "t", 8)); /* gone; never registered */
+  EXPECT_EACH(1, ddOwnsBlock(blocks[0]), ddOwnsBlock(blocks[3]));
   EXPECT_EQ(UZA_liveBlocks("t"), 3);
-  EXPECT_EQ(ddReleaseBlockAt(blocks[0], "t", 9) + ddReleaseBlockAt(blocks[3], "t", 10), 2);
+  EXPECT_EACH(1, ddReleaseBlockAt(blocks[0], "t", 9), ddReleaseBlockAt(blocks[3], "t", 10));
   UZA_free(blocks[1], "t", 5);
 }

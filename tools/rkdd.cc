@@ -140,6 +140,7 @@ std::string unknownCommand(const CLI::App &app, const std::string &word) {
   std::string best;
   size_t bestDistance = 3; /* farther than two edits is no suggestion */
   for (const CLI::App *command : app.get_subcommands([](const CLI::App *) { return true; })) {
+    if (command->get_group().empty()) continue; /* hidden: lsp-analyze */
     size_t d = editDistance(word, command->get_name());
     if (d < bestDistance) {
       best = command->get_name();

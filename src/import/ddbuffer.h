@@ -1,6 +1,6 @@
 /*
 ** The definition buffer: everything a schema text file defines, kept by name
-** (and by number for data items and records) in ordered sets, until autosize
+** (and by number for data items and records) in typed sets, until autosize
 ** and the site builder turn it into definitions.
 */
 #ifndef RKDD_IMPORT_DDBUFFER_H
@@ -9,60 +9,47 @@
 #include <stddef.h>
 #include <stdint.h>
 
+#include "rkdd/rkdd.h"
 #include "support/ddreport.h"
+#include "support/mlist.h"
 
-/* Kinds of entry, as passed to ddBufferAddName; 2 to 5 also name the kind of
-** item passed to ddBufferAddItem (a member for 2, a list item for 3 to 5). */
-enum {
-  DDBUF_DATA = 0,
-  DDBUF_RECORD = 1,
-  DDBUF_STRUCT = 2,
-  DDBUF_ALIAS = 3,
-  DDBUF_PARENT = 4,
-  DDBUF_CHILD = 5,
-  DDBUF_DESCRIBE = 6,
-  DDBUF_DEFINE = 7,
+/* Every entry and item begins with its name and the place of its name (or,
+** for a member or list item, of its statement): one compare function and
+** one index serve every set by name. */
+struct ddBufNamed {
+  char *name;
+  ddPlace place; /* kept by every read for a definition's name; for a member or
+                 ** list item 0 when the read had no handler to tell (ddReportHandled) */
 };
 
-/* Each set is a set root of the ordered set operations: 0 until its first
-** entry arrives. */
-typedef struct ddBuffer {
-  intptr_t dataByName;
-  intptr_t dataByNumber;
-  int32_t nextDataNumber;
-  intptr_t recordByName;
-  intptr_t recordByNumber;
-  int32_t nextRecordNumber;
-  intptr_t structs;
-  intptr_t aliases;
-  intptr_t parents;
-  intptr_t children;
-  intptr_t describes;
-  intptr_t defines;
-} ddBuffer;
-
-/* Every entry and item starts with these two fields (number or index), so
-** one compare function serves all sets by name and one all sets by number.
-** A look-up key is a ddBufKey with only the wanted field filled. */
-typedef struct ddBufKey {
-  char *name;
+/* Entries and items kept in order of a number too: a data item's or
+** record's number, a member's or list item's index in its owner. */
+struct ddBufNumbered : ddBufNamed {
   int32_t number;
-} ddBufKey;
+};
 
-typedef struct ddBufData {
-  char *name;
-  int32_t number;
+/* The word a set's list holds for an entry, and the entry of a word. */
+inline intptr_t ddBufWord(const ddBufNamed *entry) { return reinterpret_cast<intptr_t>(entry); }
+inline ddBufNamed *ddBufEntryAt(intptr_t word) { return reinterpret_cast<ddBufNamed *>(word); }
+
+/* What data items and records both hold: the options they share, and where
+** the type and XCODE that later steps report on stood. */
+struct ddBufHead : ddBufNumbered {
   int32_t type;
-  char *label;
-  char *msg;
   int32_t key;
   int32_t disp;
   int32_t edit;
   int32_t search;
-  char *site;
-  uint16_t ver;
-  char *xcode; /* handed as is to the built definition: must outlive it */
   int32_t acnt;
+  uint16_t ver;
+  char *label;
+  char *msg;
+  char *site;
+  char *xcode; /* handed as is to the built definition: must outlive it */
+  ddPlace typePlace, xcodePlace;
+};
+
+struct ddBufData : ddBufHead {
   int32_t len; /* bits for flag and enum types, bytes for text and data */
   float min;
   int32_t minSet;
@@ -72,89 +59,98 @@ typedef struct ddBufData {
   char *defStr;
   int32_t defSet;
   int32_t isEnum;
-  /* Where the name and the options that later steps report on stand; 0
-  ** when the read had no handler to tell (see ddReportHandled). */
-  ddPlace place, typePlace, minPlace, maxPlace, defPlace, xcodePlace;
-} ddBufData;
+  ddPlace minPlace, maxPlace, defPlace;
+};
 
-typedef struct ddBufRecord {
-  char *name;
-  int32_t number;
-  int32_t type;
-  char *label;
-  char *msg;
-  int32_t key;
-  int32_t disp;
-  int32_t edit;
-  int32_t search;
-  char *site;
-  uint16_t ver;
-  char *xcode;
-  int32_t acnt;
+struct ddBufRecord : ddBufHead {
   int32_t lev;
   char *structName;
   char *parentName;
   char *childName;
   char *aliasName;
   char *prefix;
-  ddPlace place, typePlace, structPlace, parentPlace, childPlace, aliasPlace, xcodePlace;
-} ddBufRecord;
+  ddPlace structPlace, parentPlace, childPlace, aliasPlace;
+};
 
-typedef struct ddBufStruct {
-  char *name;
+/* A set of entries of one type in the order of their names or numbers, the
+** newest first among equals: a sorted list with an index beside it
+** (ddbufidx1), null until the first entry arrives. Walked as a range. */
+template <typename Entry> struct ddBufSet {
+  mlist *list;
+
+  struct iterator {
+    const mlistNode *node;
+    Entry *operator*() const { return static_cast<Entry *>(ddBufEntryAt(node->value)); }
+    iterator &operator++() {
+      node = node->next;
+      return *this;
+    }
+    bool operator!=(const iterator &other) const { return node != other.node; }
+  };
+  iterator begin() const { return {list ? list->first : nullptr}; }
+  iterator end() const { return {nullptr}; }
+};
+
+struct ddBufMember : ddBufNumbered {
+  char *fn;
+  int32_t bit;
+  int32_t off;
+  int32_t pad;
+  uint8_t ptr;
+  uint8_t share;
+  /* What its name stands for, once ddBufferMemberTarget looked it up. */
+  ddBufData *data;
+  ddBufRecord *record;
+};
+
+struct ddBufStruct : ddBufNamed {
   uint8_t memberCount; /* members that are neither SHARE nor PAD */
   uint8_t used;        /* a record was built on it */
   int32_t len;
   char *sn;
   char *un;
-  intptr_t members; /* ddBufMember items by index */
+  ddBufSet<ddBufMember> members; /* by index */
   int32_t state;
   int32_t nextBit;
   int32_t nextIndex; /* index of the next member: all members so far */
   int32_t holdsEnum;
-  ddPlace place;
-} ddBufStruct;
+  ddField *fields; /* the site builder's field table, while it builds */
+};
 
-typedef struct ddBufMember {
-  char *name;
-  int32_t index;
-  char *fn;
-  int32_t ptr;
-  int32_t bit;
-  int32_t off;
-  int32_t share;
-  int32_t pad;
-  ddPlace place;
-} ddBufMember;
+struct ddBufCodeItem : ddBufNumbered {};
 
-typedef struct ddBufCodeList {
-  char *name;
-  int32_t count;  /* items so far: the index of the next one */
-  int32_t used;   /* a record was built naming it */
-  intptr_t items; /* ddBufCodeItem items by index */
-  ddPlace place;
-} ddBufCodeList;
+struct ddBufCodeList : ddBufNamed {
+  int32_t count; /* items so far: the index of the next one */
+  int32_t used;  /* a record was built naming it */
+  ddBufSet<ddBufCodeItem> items; /* by index */
+  int32_t *codes; /* the site builder's code table, while it builds */
+};
 
-typedef struct ddBufCodeItem {
-  char *name;
-  int32_t index;
-  ddPlace place;
-} ddBufCodeItem;
-
-typedef struct ddBufDescribe {
-  char *name;
+struct ddBufDescribe : ddBufNamed {
   char *text;
-  ddPlace place;
-} ddBufDescribe;
+};
 
-typedef struct ddBufDefine {
-  char *name;
+struct ddBufDefine : ddBufNamed {
   char *value;
-  ddPlace place;
-} ddBufDefine;
+};
 
-/* strcmp of the two names; the difference of the two numbers. Both take
-** entries (or ddBufKey keys) as set words. */
+struct ddBuffer {
+  ddBufSet<ddBufData> dataByName;
+  ddBufSet<ddBufData> dataByNumber;
+  int32_t nextDataNumber;
+  ddBufSet<ddBufRecord> recordByName;
+  ddBufSet<ddBufRecord> recordByNumber;
+  int32_t nextRecordNumber;
+  ddBufSet<ddBufStruct> structs;
+  ddBufSet<ddBufCodeList> aliases;
+  ddBufSet<ddBufCodeList> parents;
+  ddBufSet<ddBufCodeList> children;
+  ddBufSet<ddBufDescribe> describes;
+  ddBufSet<ddBufDefine> defines;
+};
+
+/* strcmp of the two names; the difference of the two numbers. Both take the
+** words of a set's list: ddBufNamed (ddBufNumbered) parts of entries. */
 int ddBufferCompareName(intptr_t a, intptr_t b);
 int ddBufferCompareNumber(intptr_t a, intptr_t b);
 
@@ -175,28 +171,33 @@ char *ddBufferText(const char *text, size_t length);
 ** may be used after. */
 void ddBufferDiscardAll(void);
 
-/* A new zeroed entry of the kind with a copy of name, or null when the name
-** is taken in the kind's name space (data items and records share one) or
-** the kind is out of range. */
-void *ddBufferAddName(ddBuffer *buffer, int kind, const char *name);
-/* A new member (kind 2) or list item (3 to 5) in the set at *owner, with a
-** copy of name and the index; null only for another kind. Names are not
-** looked up, so one may stand twice. */
-void *ddBufferAddItem(ddBuffer *buffer, int kind, intptr_t *owner, const char *name, int32_t index);
-/* Gives the data item (kind 0) or record (1) of that name its number and
-** puts it in the number set. 0 for another kind, an unknown name, or a
-** number already taken. */
-void *ddBufferNumber(ddBuffer *buffer, int kind, const char *name, int32_t number);
-/* The entry of that name or number in the set whose root value is given,
-** or null. An absent set finds nothing and is not created. */
-void *ddBufferFindName(const char *name, intptr_t set);
-void *ddBufferFindNumber(int32_t number, intptr_t set);
+/* A new zeroed entry with a copy of name in set, one of buffer's, or null
+** when the name is taken: in set, or for a data item or record in either
+** of the two (they share one name space). */
+template <typename Entry> Entry *ddBufferAdd(ddBuffer *buffer, ddBufSet<Entry> *set, const char *name);
+/* A new zeroed member or list item with a copy of name and the index, put
+** into set. Names are not looked up, so one may stand twice. */
+template <typename Item> Item *ddBufferAddItem(ddBufSet<Item> *set, const char *name, int32_t index);
+/* Gives the data item or record its number and puts it in the number set;
+** null, the number written all the same, when the set holds it already. */
+template <typename Entry> Entry *ddBufferNumber(ddBufSet<Entry> *byNumber, Entry *entry, int32_t number);
+
+/* The entry of that name or number in set, or null. An absent set finds
+** nothing and is not created. */
+ddBufNamed *ddBufferFindNamed(const char *name, const mlist *set);
+ddBufNumbered *ddBufferFindNumbered(int32_t number, const mlist *set);
+template <typename Entry> Entry *ddBufferFindName(const char *name, const ddBufSet<Entry> &set) {
+  return static_cast<Entry *>(ddBufferFindNamed(name, set.list));
+}
+template <typename Entry> Entry *ddBufferFindNumber(int32_t number, const ddBufSet<Entry> &set) {
+  return static_cast<Entry *>(ddBufferFindNumbered(number, set.list));
+}
 
 /* The data item a member names, or null with *record set to the record it
 ** names (null too when it names neither). Data items come first, as every
-** look-up of a member takes them. A member made by ddBufferAddItem keeps
-** what was found, since names once read never change their meaning. */
-ddBufData *ddBufferMemberTarget(ddBuffer *buffer, const ddBufMember *member, ddBufRecord **record);
+** look-up of a member takes them. The member keeps what was found, since
+** names once read never change their meaning. */
+ddBufData *ddBufferMemberTarget(const ddBuffer *buffer, ddBufMember *member, ddBufRecord **record);
 
 /* Structure autosize: gives every structure of the buffer its size in bytes
 ** and every member its byte offset and bit position. Always 0. */
@@ -204,7 +205,5 @@ int ddAutosize(ddBuffer *buffer);
 /* Size of one structure in bytes; 0 when it cannot be worked out (it holds
 ** itself), -1 for a structure with compile-time offsets. */
 int ddSizeStruct(ddBufStruct *structure);
-/* Places one member in its structure; non-zero stops that structure's walk. */
-int ddSizeMember(ddBufMember *member, ddBufStruct *structure);
 
 #endif

@@ -14,54 +14,19 @@
 #include <type_traits>
 #include <vector>
 
-#include "support/mlist.h"
+#include "rkdd/keywords.h"
 #include "rkdd/rkdd.h"
 #include "support/rkmem.h"
 #include "support/ddreport.h"
 
-/* The compare functions read every record through ddBufKey. */
-#define DDBUF_KEYED(T)                                                                             \
-  static_assert(offsetof(T, name) == offsetof(ddBufKey, name));                                    \
-  static_assert(std::is_same_v<decltype(T::name), char *>)
-#define DDBUF_NUMBERED(T, field)                                                                   \
-  DDBUF_KEYED(T);                                                                                  \
-  static_assert(offsetof(T, field) == offsetof(ddBufKey, number));                                 \
-  static_assert(std::is_same_v<decltype(T::field), int32_t>)
-DDBUF_NUMBERED(ddBufData, number);
-DDBUF_NUMBERED(ddBufRecord, number);
-DDBUF_NUMBERED(ddBufMember, index);
-DDBUF_NUMBERED(ddBufCodeItem, index);
-DDBUF_KEYED(ddBufStruct);
-DDBUF_KEYED(ddBufCodeList);
-DDBUF_KEYED(ddBufDescribe);
-DDBUF_KEYED(ddBufDefine);
-
-namespace {
-
-const ddBufKey *keyOf(intptr_t word) { return reinterpret_cast<const ddBufKey *>(word); }
-
-/* The name set and record size of each kind of ddBufferAddName. */
-struct NameKind {
-  intptr_t ddBuffer::*set;
-  size_t size;
-};
-constexpr NameKind kNameKinds[] = {
-    {&ddBuffer::dataByName, sizeof(ddBufData)},    {&ddBuffer::recordByName, sizeof(ddBufRecord)},
-    {&ddBuffer::structs, sizeof(ddBufStruct)},     {&ddBuffer::aliases, sizeof(ddBufCodeList)},
-    {&ddBuffer::parents, sizeof(ddBufCodeList)},   {&ddBuffer::children, sizeof(ddBufCodeList)},
-    {&ddBuffer::describes, sizeof(ddBufDescribe)}, {&ddBuffer::defines, sizeof(ddBufDefine)},
-};
-constexpr int kNameKindCount = sizeof kNameKinds / sizeof kNameKinds[0];
-
-} // namespace
-
 int ddBufferCompareName(intptr_t a, intptr_t b) {
-  return std::strcmp(keyOf(a)->name, keyOf(b)->name);
+  return std::strcmp(ddBufEntryAt(a)->name, ddBufEntryAt(b)->name);
 }
 
 int ddBufferCompareNumber(intptr_t a, intptr_t b) {
   /* The difference where it fits an int, else just its sign. */
-  long long d = static_cast<long long>(keyOf(a)->number) - keyOf(b)->number;
+  auto numberOf = [](intptr_t word) { return static_cast<const ddBufNumbered *>(ddBufEntryAt(word))->number; };
+  long long d = static_cast<long long>(numberOf(a)) - numberOf(b);
   if (d > INT32_MAX) return 1;
   if (d < INT32_MIN) return -1;
   return static_cast<int>(d);
@@ -73,34 +38,34 @@ void *ddBufferNewBlock(size_t size) { return rkAllocatez(size); }
 
 void ddBufferFreeBlock(void *block) { rkFree(block); }
 
-void *ddBufferAddName(ddBuffer *buffer, int kind, const char *name) {
-  if (kind == DDBUF_DATA || kind == DDBUF_RECORD) {
+template <typename Entry> Entry *ddBufferAdd(ddBuffer *buffer, ddBufSet<Entry> *set, const char *name) {
+  if constexpr (std::is_base_of_v<ddBufHead, Entry>) {
     if (ddBufferFindName(name, buffer->dataByName) || ddBufferFindName(name, buffer->recordByName))
       return nullptr;
-  } else if (kind >= 0 && kind < kNameKindCount) {
-    if (ddBufferFindName(name, buffer->*kNameKinds[kind].set)) return nullptr;
-  }
-  if (kind < 0 || kind >= kNameKindCount) {
-    ddReport(DD_MSG_INTERNAL, "ERROR: Internal error.\n");
+  } else if (ddBufferFindName(name, *set)) {
     return nullptr;
   }
-  return ddBufAddNamed(&(buffer->*kNameKinds[kind].set), kNameKinds[kind].size, name);
+  return ddBufAddNamed<Entry>(&set->list, name);
 }
+template ddBufData *ddBufferAdd(ddBuffer *, ddBufSet<ddBufData> *, const char *);
+template ddBufRecord *ddBufferAdd(ddBuffer *, ddBufSet<ddBufRecord> *, const char *);
+template ddBufStruct *ddBufferAdd(ddBuffer *, ddBufSet<ddBufStruct> *, const char *);
+template ddBufCodeList *ddBufferAdd(ddBuffer *, ddBufSet<ddBufCodeList> *, const char *);
+template ddBufDescribe *ddBufferAdd(ddBuffer *, ddBufSet<ddBufDescribe> *, const char *);
+template ddBufDefine *ddBufferAdd(ddBuffer *, ddBufSet<ddBufDefine> *, const char *);
 
-void *ddBufferNumber(ddBuffer *buffer, int kind, const char *name, int32_t number) {
-  if (kind != DDBUF_DATA && kind != DDBUF_RECORD) return nullptr;
-  intptr_t &byName = kind == DDBUF_DATA ? buffer->dataByName : buffer->recordByName;
-  intptr_t &byNumber = kind == DDBUF_DATA ? buffer->dataByNumber : buffer->recordByNumber;
-  auto *entry = static_cast<ddBufKey *>(ddBufferFindName(name, byName));
-  if (entry == nullptr) return nullptr;
+template <typename Entry> Entry *ddBufferNumber(ddBufSet<Entry> *byNumber, Entry *entry, int32_t number) {
   entry->number = number;
-  if (ddBufferFindNumber(number, byNumber)) {
+  if (ddBufferFindNumber(number, *byNumber)) {
     ddReport(DD_MSG_NUMBER_USED, "Number (%d) already used.\n", number);
     return nullptr;
   }
-  ddBufInsertNumber(&byNumber, entry);
+  ddBufInsertNumber(&byNumber->list, entry);
   return entry;
 }
+template ddBufData *ddBufferNumber(ddBufSet<ddBufData> *, ddBufData *, int32_t);
+template ddBufRecord *ddBufferNumber(ddBufSet<ddBufRecord> *, ddBufRecord *, int32_t);
+
 /* ---------------------------------------------------------------------------
 ** Structure autosize: every structure's size in bytes, and each member's
 ** byte offset and bit position, worked out in the buffer before any
@@ -129,11 +94,15 @@ void flagLengthError(const ddBufMember *member, int32_t len) {
   ddReportOn(member->place, DD_MSG_FLAG_LENGTH, "ERROR: Type \"MTYPE_FLAG\" should have a length of 1 bit.\n\t(%s, LEN=%d)\n", member->name, len);
 }
 
-/* Types 9, 10, 11 and 15 take their size from a data item's len, which a
-** record does not have: such a record measures 0. */
+/* The length of each tag type; the types up to MTYPE_DOUBLE have a fixed one. */
+#define DD_TAG_LENGTH(number, lower, upper, length, sized) length,
+constexpr int8_t kTypeLengths[] = {RKDD_TAG_TYPES(DD_TAG_LENGTH)};
+#undef DD_TAG_LENGTH
+
+/* Flag, enum, text and data types take their size from a data item's len,
+** which a record does not have: such a record measures 0. */
 ElementShape shapeOf(const ddBufMember *member, int type, const ddBufData *data) {
-  static constexpr int8_t kFixed[] = {0, 1, 1, 2, 2, 4, 4, 4, 8};
-  if (type >= 0 && type <= MTYPE_DOUBLE) return {kFixed[type], 0};
+  if (type >= 0 && type <= MTYPE_DOUBLE) return {kTypeLengths[type], 0};
   switch (type) {
   case MTYPE_FLAG:
     if (data == nullptr) return {0, 0};
@@ -197,7 +166,7 @@ enum MemberStep { kStop, kReady, kNeedsInner };
   if (member->ptr || m.record == nullptr) return kReady;
   if (m.shape.size != -1) ddReportOn(member->place, DD_MSG_RECORD_NOT_HELD, "ERROR: Invalid type for recorddef \"%s\"\n", member->name);
   const char *name = m.record->structName;
-  m.inner = name ? static_cast<ddBufStruct *>(ddBufferFindName(name, autosizeBuffer->structs)) : nullptr;
+  m.inner = name ? ddBufferFindName(name, autosizeBuffer->structs) : nullptr;
   if (m.inner != nullptr) return kNeedsInner;
   /* A record without a structure is written rkNULL in the file. */
   ddReportOn(member->place, DD_MSG_STRUCTURE_REFERENCE, "ERROR: Invalid structure reference \"%s\"\n", name ? name : "rkNULL");
@@ -300,8 +269,9 @@ int32_t leaveStruct(ddBufStruct *structure) {
 }
 
 /* A structure whose members are being walked, and the member at hand. */
+using MemberWalk = ddBufSet<ddBufMember>::iterator;
 struct SizingFrame {
-  mlistNode *next;
+  MemberWalk next;
   MemberSizing member;
 };
 
@@ -316,10 +286,7 @@ std::vector<SizingFrame> &sizingFrames() {
 
 int ddAutosize(ddBuffer *buffer) {
   autosizeBuffer = buffer;
-  msetWalk(buffer->structs, [](const intptr_t *cell, int, int) {
-    ddSizeStruct(reinterpret_cast<ddBufStruct *>(*cell));
-    return 0;
-  });
+  for (ddBufStruct *structure : buffer->structs) ddSizeStruct(structure);
   return 0;
 }
 
@@ -328,7 +295,7 @@ int ddSizeStruct(ddBufStruct *structure) {
   if (!enterStruct(structure, &size)) return size;
   std::vector<SizingFrame> &frames = sizingFrames();
   size_t base = frames.size();
-  frames.push_back({mlistHead(reinterpret_cast<mlist *>(structure->members)), {}});
+  frames.push_back({structure->members.begin(), {}});
   frames.back().member.structure = structure;
   bool innerDone = false; /* the top frame's member waits for size */
   for (;;) {
@@ -338,13 +305,13 @@ int ddSizeStruct(ddBufStruct *structure) {
     if (innerDone) {
       innerDone = false;
       stop = finishMember(top.member, size) != 0;
-      top.next = mlistNext(top.next);
+      ++top.next;
     }
     /* The member at hand stays a local, which the compiler keeps in
     ** registers, unless it must wait in its frame for an inner size. */
     ddBufStruct *inner = nullptr;
-    for (; !stop && top.next != nullptr; top.next = mlistNext(top.next)) {
-      MemberSizing m{reinterpret_cast<ddBufMember *>(top.next->value), owner, nullptr, nullptr, 0, {}, nullptr};
+    for (; !stop && top.next != MemberWalk{}; ++top.next) {
+      MemberSizing m{*top.next, owner, nullptr, nullptr, 0, {}, nullptr};
       MemberStep step = beginMember(m);
       if (step == kStop) {
         stop = true;
@@ -362,7 +329,7 @@ int ddSizeStruct(ddBufStruct *structure) {
       if (stop) break;
     }
     if (inner != nullptr) {
-      frames.push_back({mlistHead(reinterpret_cast<mlist *>(inner->members)), {}});
+      frames.push_back({inner->members.begin(), {}});
       frames.back().member.structure = inner;
       continue;
     }
@@ -370,18 +337,5 @@ int ddSizeStruct(ddBufStruct *structure) {
     frames.pop_back();
     if (frames.size() == base) return size;
     innerDone = true;
-  }
-}
-
-int ddSizeMember(ddBufMember *member, ddBufStruct *structure) {
-  MemberSizing m{member, structure, nullptr, nullptr, 0, {}, nullptr};
-  switch (beginMember(m)) {
-  case kStop:
-    return 1;
-  case kReady:
-    return finishMember(m, 0);
-  default:
-    ddReportAt(member->place);
-    return finishMember(m, ddSizeStruct(m.inner));
   }
 }

@@ -10,12 +10,13 @@
 
 #include "import/ddbuffer.h"
 
-/* A new zeroed entry of size bytes with its own copy of name in the same
-** piece, put into the name set at *root (made on first use) in front of
-** its equals. It lives as long as the buffers. */
-ddBufKey *ddBufAddNamed(intptr_t *root, size_t size, const char *name);
-/* Puts an entry into the number set at *root in front of its equals. */
-void ddBufInsertNumber(intptr_t *root, const ddBufKey *entry);
+/* A new zeroed entry with its own copy of name in the same piece, put into
+** the name set whose list is *list (made on first use) in front of its
+** equals. It lives as long as the buffers. */
+template <typename Entry> Entry *ddBufAddNamed(mlist **list, const char *name);
+/* Puts an entry into the number set whose list is *list in front of its
+** equals. */
+void ddBufInsertNumber(mlist **list, ddBufNumbered *entry);
 
 /* The blocks the arena carves, taken from and given back to the memory
 ** layer on behalf of the buffer (ddbuffer1): zeroed, size bytes. */

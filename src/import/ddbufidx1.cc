@@ -28,7 +28,9 @@
 
 namespace {
 
-const ddBufKey *keyOf(intptr_t word) { return reinterpret_cast<const ddBufKey *>(word); }
+const ddBufNumbered *numberedAt(intptr_t word) {
+  return static_cast<const ddBufNumbered *>(ddBufEntryAt(word));
+}
 
 /* Beside each set's sorted list, an index of where each key stands, so that
 ** a set is searched and kept sorted without a walk from the front. A search
@@ -103,7 +105,7 @@ private:
     uint64_t head;
     mlistNode *last;
   };
-  static std::string_view nameAt(const Place &p) { return keyOf(p.last->value)->name; }
+  static std::string_view nameAt(const Place &p) { return ddBufEntryAt(p.last->value)->name; }
   static bool below(const Place &p, const OrderKey &key) {
     return p.head != key.head ? p.head < key.head : OrderKey(nameAt(p)) < key;
   }
@@ -126,25 +128,25 @@ private:
 ** cache. */
 struct ElementSlot {
   uint64_t hash;
-  intptr_t element;
+  ddBufNamed *element;
   bool free() const { return hash == 0; }
   uint64_t home() const { return hash; }
   bool holds(std::string_view name, uint64_t h) const {
-    const char *own = keyOf(element)->name;
+    const char *own = element->name;
     return hash == h && sameBytes(own, name.data(), name.size()) && own[name.size()] == 0;
   }
 };
 
 class ElementHash : public ProbeTable<ElementSlot> {
 public:
-  /* The element of name, or 0. */
-  intptr_t find(std::string_view name) const {
-    if (used_ == 0) return 0;
+  /* The element of name, or null. */
+  ddBufNamed *find(std::string_view name) const {
+    if (used_ == 0) return nullptr;
     return slots_[place(name, hashOf(name))].element;
   }
   /* Makes element what name finds, unless name finds one already and keep
   ** is set. */
-  void put(std::string_view name, intptr_t element, bool keep) {
+  void put(std::string_view name, ddBufNamed *element, bool keep) {
     reserveOne();
     uint64_t hash = hashOf(name);
     ElementSlot &slot = slots_[place(name, hash)];
@@ -167,10 +169,10 @@ struct NameIndex {
   explicit NameIndex(const mlist *) {}
   void note(std::string_view key, mlistNode *node, bool front) {
     order.note(OrderKey(key), node, front);
-    first.put(key, node->value, !front);
+    first.put(key, ddBufEntryAt(node->value), !front);
   }
   mlistNode *before(std::string_view key) const { return order.before(OrderKey(key)); }
-  intptr_t find(std::string_view key) const { return first.find(key); }
+  ddBufNamed *find(std::string_view key) const { return first.find(key); }
 };
 
 /* Sets by number: numbers and indexes arrive rising, in file order, so a new
@@ -185,7 +187,7 @@ struct NumberIndex {
   std::vector<std::pair<int32_t, KeyNodes>> nodes;
 
   explicit NumberIndex(const mlist *of) : list(of) {}
-  static int32_t keyAt(const mlistNode *n) { return keyOf(n->value)->number; }
+  static int32_t keyAt(const mlistNode *n) { return numberedAt(n->value)->number; }
   void place() {
     if (placed) return;
     placed = true;
@@ -216,10 +218,10 @@ struct NumberIndex {
     auto next = at(key);
     return next == nodes.begin() ? nullptr : std::prev(next)->second.last;
   }
-  intptr_t find(int32_t key) {
-    if (last != nullptr && keyAt(last) < key) return 0; /* beyond the largest: the common miss */
+  ddBufNamed *find(int32_t key) {
+    if (last != nullptr && keyAt(last) < key) return nullptr; /* beyond the largest: the common miss */
     auto it = at(key);
-    return it != nodes.end() && it->first == key ? it->second.first->value : 0;
+    return it != nodes.end() && it->first == key ? ddBufEntryAt(it->second.first->value) : nullptr;
   }
 };
 
@@ -309,37 +311,28 @@ Arena &arena = *new Arena;
 
 mlistNode *newNode() { return static_cast<mlistNode *>(arena.take(sizeof(mlistNode))); }
 
-mlist *setList(intptr_t *root) {
-  if (*root == 0) *root = reinterpret_cast<intptr_t>(arena.take(sizeof(mlist)));
-  return reinterpret_cast<mlist *>(*root);
+mlist *setList(mlist **list) {
+  if (*list == nullptr) *list = static_cast<mlist *>(arena.take(sizeof(mlist)));
+  return *list;
 }
 
-std::string_view nameKey(const ddBufKey *entry) { return entry->name; }
-int32_t numberKey(const ddBufKey *entry) { return entry->number; }
+std::string_view nameKey(const ddBufNamed *entry) { return entry->name; }
+int32_t numberKey(const ddBufNamed *entry) { return static_cast<const ddBufNumbered *>(entry)->number; }
 
 /* Inserts entry in front of its equals, after every smaller key, as a sorted
 ** insert does. The index of a list is made on first use from what it holds. */
 template <typename Index, typename Key>
-void insertIndexed(IndexMap<Index> &indexes, intptr_t *root, const ddBufKey *entry,
-                   Key (*keyOf)(const ddBufKey *)) {
+void insertIndexed(IndexMap<Index> &indexes, mlist **root, const ddBufNamed *entry,
+                   Key (*keyOf)(const ddBufNamed *)) {
   mlist *list = setList(root);
   Index *index = indexes.find(list);
   if (index == nullptr) {
     index = &indexes.make(list);
-    for (mlistNode *n = list->first; n; n = n->next)
-      index->note(keyOf(reinterpret_cast<const ddBufKey *>(n->value)), n, false);
+    for (mlistNode *n = list->first; n; n = n->next) index->note(keyOf(ddBufEntryAt(n->value)), n, false);
   }
   Key key = keyOf(entry);
-  mlistNode *node = mlistLinkAfter(list, index->before(key), newNode(), reinterpret_cast<intptr_t>(entry));
+  mlistNode *node = mlistLinkAfter(list, index->before(key), newNode(), ddBufWord(entry));
   index->note(key, node, true);
-}
-
-void insertByName(intptr_t *root, const ddBufKey *entry) {
-  insertIndexed(nameIndexes, root, entry, nameKey);
-}
-
-void insertByNumber(intptr_t *root, const ddBufKey *entry) {
-  insertIndexed(numberIndexes, root, entry, numberKey);
 }
 
 /* The item set that took the latest item, while the buffer made it for its
@@ -348,81 +341,71 @@ void insertByNumber(intptr_t *root, const ddBufKey *entry) {
 ** no index: its last node is all there is to know. A set that takes an item
 ** out of that order gets an index made from what it holds. */
 struct Appending {
-  intptr_t *root;
-  intptr_t list; /* what the root held */
+  mlist **root;
+  mlist *list; /* what the root held */
   mlistNode *last;
 } appending;
 
-void insertItem(intptr_t *root, const ddBufKey *item) {
-  auto value = reinterpret_cast<intptr_t>(item);
-  if (*root == 0) {
+void insertItem(mlist **root, const ddBufNumbered *item) {
+  if (*root == nullptr) {
     mlist *list = setList(root);
-    appending = {root, *root, mlistLinkAfter(list, nullptr, newNode(), value)};
+    appending = {root, list, mlistLinkAfter(list, nullptr, newNode(), ddBufWord(item))};
     return;
   }
   bool same = appending.root == root && appending.list == *root;
-  if (same && keyOf(appending.last->value)->number < item->number) {
-    appending.last = mlistLinkAfter(setList(root), appending.last, newNode(), value);
+  if (same && numberedAt(appending.last->value)->number < item->number) {
+    appending.last = mlistLinkAfter(*root, appending.last, newNode(), ddBufWord(item));
     return;
   }
   if (same) appending = {};
-  insertByNumber(root, item);
+  insertIndexed(numberIndexes, root, item, numberKey);
 }
 
 /* A set filled some other way has no index and is searched from the front. */
 template <typename Key, typename Index>
-void *findIn(IndexMap<Index> &indexes, intptr_t set, Key key, const ddBufKey &probe, mlistCompare compare) {
-  if (Index *index = indexes.find(reinterpret_cast<const mlist *>(set)))
-    return reinterpret_cast<void *>(index->find(key));
-  return reinterpret_cast<void *>(*msetFind(reinterpret_cast<intptr_t>(&probe), &set, compare));
+ddBufNamed *findIn(IndexMap<Index> &indexes, const mlist *set, Key key, const ddBufNumbered &probe,
+                   mlistCompare compare) {
+  if (Index *index = indexes.find(set)) return index->find(key);
+  return ddBufEntryAt(mlistFind(const_cast<mlist *>(set), ddBufWord(&probe), compare));
 }
 
-/* A zeroed record of size bytes with its own copy of name in the same piece,
-** extra bytes behind the record. */
-ddBufKey *newNamed(size_t size, size_t extra, const char *name) {
+/* A zeroed entry with its own copy of name behind it in the same piece. */
+template <typename Entry> Entry *newNamed(const char *name) {
   size_t n = std::strlen(name);
-  auto *entry = static_cast<ddBufKey *>(arena.take(size + extra + n + 1));
-  entry->name = reinterpret_cast<char *>(entry) + size + extra;
+  void *piece = arena.take(sizeof(Entry) + n + 1);
+  auto *entry = static_cast<Entry *>(piece);
+  entry->name = static_cast<char *>(piece) + sizeof(Entry);
   std::memcpy(entry->name, name, n);
   return entry;
 }
 
-/* A member made here keeps one word between its record and its name: the
-** data item or record its name stands for, with 1 in the low bit for a
-** record, once looked up. Its name pointer tells such a member from one
-** made elsewhere, which has no such word. */
-constexpr size_t kTargetBytes = sizeof(uintptr_t);
-uintptr_t *targetOf(const ddBufMember *member) {
-  auto at = reinterpret_cast<uintptr_t>(member) + sizeof(ddBufMember);
-  return reinterpret_cast<uintptr_t>(member->name) == at + kTargetBytes ? reinterpret_cast<uintptr_t *>(at)
-                                                                        : nullptr;
-}
-static_assert(alignof(ddBufData) > 1 && alignof(ddBufRecord) > 1, "the low bit of an entry is free");
-
 } // namespace
 
-ddBufKey *ddBufAddNamed(intptr_t *root, size_t size, const char *name) {
-  ddBufKey *entry = newNamed(size, 0, name);
-  insertByName(root, entry);
+template <typename Entry> Entry *ddBufAddNamed(mlist **list, const char *name) {
+  Entry *entry = newNamed<Entry>(name);
+  insertIndexed(nameIndexes, list, entry, nameKey);
   return entry;
 }
+template ddBufData *ddBufAddNamed(mlist **, const char *);
+template ddBufRecord *ddBufAddNamed(mlist **, const char *);
+template ddBufStruct *ddBufAddNamed(mlist **, const char *);
+template ddBufCodeList *ddBufAddNamed(mlist **, const char *);
+template ddBufDescribe *ddBufAddNamed(mlist **, const char *);
+template ddBufDefine *ddBufAddNamed(mlist **, const char *);
 
 /* Items are not looked up, so adding one is all carving and appending: it
 ** is here, beside the arena and the append path, so that it takes one call. */
-void *ddBufferAddItem(ddBuffer *, int kind, intptr_t *owner, const char *name, int32_t index) {
-  if (kind < DDBUF_STRUCT || kind > DDBUF_CHILD) {
-    ddReport(DD_MSG_INTERNAL, "ERROR: Internal error.\n");
-    return nullptr;
-  }
-  ddBufKey *item = kind == DDBUF_STRUCT ? newNamed(sizeof(ddBufMember), kTargetBytes, name)
-                                        : newNamed(sizeof(ddBufCodeItem), 0, name);
+template <typename Item> Item *ddBufferAddItem(ddBufSet<Item> *set, const char *name, int32_t index) {
+  Item *item = newNamed<Item>(name);
   item->number = index;
-  insertItem(owner, item);
+  insertItem(&set->list, item);
   return item;
 }
+template ddBufMember *ddBufferAddItem(ddBufSet<ddBufMember> *, const char *, int32_t);
+template ddBufCodeItem *ddBufferAddItem(ddBufSet<ddBufCodeItem> *, const char *, int32_t);
 
-void ddBufInsertNumber(intptr_t *root, const ddBufKey *entry) {
-  insertByNumber(root, entry);
+void ddBufInsertNumber(mlist **list, ddBufNumbered *entry) {
+  insertIndexed(numberIndexes, list, entry, numberKey);
 }
 
 /* The entries stay, since built definitions point into them; the indexes
@@ -446,27 +429,25 @@ void ddBufferDiscardAll(void) {
   arena.discard();
 }
 
-void *ddBufferFindName(const char *name, intptr_t set) {
-  if (set == 0 || name == nullptr) return nullptr;
-  ddBufKey key = {const_cast<char *>(name), 0};
-  return findIn(nameIndexes, set, std::string_view(name), key, ddBufferCompareName);
+ddBufNamed *ddBufferFindNamed(const char *name, const mlist *set) {
+  if (set == nullptr || name == nullptr) return nullptr;
+  ddBufNumbered probe{};
+  probe.name = const_cast<char *>(name);
+  return findIn(nameIndexes, set, std::string_view(name), probe, ddBufferCompareName);
 }
 
-void *ddBufferFindNumber(int32_t number, intptr_t set) {
-  if (set == 0) return nullptr;
-  ddBufKey key = {nullptr, number};
-  return findIn(numberIndexes, set, number, key, ddBufferCompareNumber);
+ddBufNumbered *ddBufferFindNumbered(int32_t number, const mlist *set) {
+  if (set == nullptr) return nullptr;
+  ddBufNumbered probe{};
+  probe.number = number;
+  return static_cast<ddBufNumbered *>(findIn(numberIndexes, set, number, probe, ddBufferCompareNumber));
 }
 
-ddBufData *ddBufferMemberTarget(ddBuffer *buffer, const ddBufMember *member, ddBufRecord **record) {
-  uintptr_t *target = targetOf(member);
-  if (target != nullptr && *target != 0) {
-    *record = (*target & 1) ? reinterpret_cast<ddBufRecord *>(*target - 1) : nullptr;
-    return (*target & 1) ? nullptr : reinterpret_cast<ddBufData *>(*target);
+ddBufData *ddBufferMemberTarget(const ddBuffer *buffer, ddBufMember *member, ddBufRecord **record) {
+  if (member->data == nullptr && member->record == nullptr) {
+    member->data = ddBufferFindName(member->name, buffer->dataByName);
+    if (member->data == nullptr) member->record = ddBufferFindName(member->name, buffer->recordByName);
   }
-  auto *data = static_cast<ddBufData *>(ddBufferFindName(member->name, buffer->dataByName));
-  *record = data ? nullptr : static_cast<ddBufRecord *>(ddBufferFindName(member->name, buffer->recordByName));
-  if (target != nullptr && (data || *record))
-    *target = data ? reinterpret_cast<uintptr_t>(data) : reinterpret_cast<uintptr_t>(*record) + 1;
-  return data;
+  *record = member->record;
+  return member->data;
 }

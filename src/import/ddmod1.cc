@@ -1,7 +1,9 @@
 /*
-** Schema import: read a schema text file, size its structures, and build a
-** new site from the buffer with the store's own creation calls and setters.
-** Also the export entry points, which this library does not provide.
+** Schema import: reads a schema text file into the definition buffer, sizes
+** its structures, and builds a new site from the buffer through store calls
+** alone: the header's creation calls and setters, and the few of ddstore.h
+** for what the header cannot set. Also the export entry points, which this
+** library does not provide.
 */
 #define RK_SOURCE_NAME "ddmod1"
 #include "import/ddmod.h"
@@ -9,16 +11,21 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
-#include <initializer_list>
 #include <deque>
 
 #include "import/ddread.h"
 #include "store/ddstore.h"
-#include "support/mlist.h"
 #include "support/rkmem.h"
 #include "support/ddreport.h"
 
 namespace {
+
+/* The build at hand: its buffer and site, and the store calls that refused. */
+struct Build {
+  ddBuffer *buffer;
+  int site;
+  int errors;
+};
 
 /* A site has room for this many definitions of each kind; a number beyond
 ** would compute a code that lies in the other kind's range or site. */
@@ -27,46 +34,40 @@ int capacity(const ddSite *site, bool records) {
 }
 
 /* The code that data item d (record r) has or will have in the site being built. */
-int dataCode(ddBuildContext *context, const ddBufData *d) {
-  return d->number < capacity(ddSiteAt(context->site), false) ? ddSiteDataCode(context->site, d->number) : 0;
+int dataCode(const Build &b, const ddBufData *d) {
+  return d->number < capacity(ddSiteAt(b.site), false) ? ddSiteDataCode(b.site, d->number) : 0;
 }
 
-int recordCode(ddBuildContext *context, const ddBufRecord *r) {
-  return r->number < capacity(ddSiteAt(context->site), true) ? ddSiteRecordCode(context->site, r->number) : 0;
+int recordCode(const Build &b, const ddBufRecord *r) {
+  return r->number < capacity(ddSiteAt(b.site), true) ? ddSiteRecordCode(b.site, r->number) : 0;
 }
 
-int recordCodeNamed(ddBuildContext *context, const char *name) {
-  auto *r = static_cast<ddBufRecord *>(ddBufferFindName(name, context->buffer->recordByName));
-  return r ? recordCode(context, r) : 0;
+/* The code of the data item or record of this name, or 0 for a name the
+** file does not define. */
+int codeFromName(const Build &b, const char *name) {
+  if (const ddBufData *d = ddBufferFindName(name, b.buffer->dataByName)) return dataCode(b, d);
+  const ddBufRecord *r = ddBufferFindName(name, b.buffer->recordByName);
+  return r ? recordCode(b, r) : 0;
 }
 
-mlist *listOf(intptr_t set) {
-  return reinterpret_cast<mlist *>(set);
-}
-
-/* The entry attributes that import writes straight into a new definition. */
-template <typename Entry> void writeAttributes(ddSchema *head, const Entry *entry) {
-  uint32_t flags = head->flags & ~(DD_FLAG_KEY_MASK | DD_FLAG_IS_DISPLAY | DD_FLAG_IS_EDIT |
-                                   DD_FLAG_IS_SEARCH);
-  flags |= static_cast<uint32_t>(entry->key) & DD_FLAG_KEY_MASK;
-  if (entry->disp & 1) flags |= DD_FLAG_IS_DISPLAY;
-  if (entry->edit & 1) flags |= DD_FLAG_IS_EDIT;
-  if (entry->search & 1) flags |= DD_FLAG_IS_SEARCH;
-  head->flags = flags;
-  head->version = static_cast<int16_t>(entry->ver);
-  head->xcodeName = entry->xcode; /* the buffer's own string, which is never freed */
-  head->arrayCount = entry->acnt;
-}
-
-/* Creation and the plain setters that both kinds share; each refusal counts.
-** What setting the tag type reports is about the type's keyword. */
-template <typename Entry> void setCommon(ddBuildContext *context, int code, const Entry *entry) {
+/* The setters that both kinds share; each refusal counts. What setting the
+** tag type reports is about the type's keyword. KEY keeps its low bits, of
+** which a handler was told while reading, so a wider one is no error here. */
+void setCommon(Build &b, int code, const ddBufHead *entry) {
   ddKeepPlace(code, entry->place);
   ddReportAt(entry->typePlace);
-  context->errors += !ddSetTagType(code, entry->type);
-  context->errors += !ddSetName(code, entry->name);
-  context->errors += !ddSetLabel(code, entry->label);
-  context->errors += !ddSetDesc(code, entry->msg);
+  b.errors += !ddSetTagType(code, entry->type);
+  b.errors += !ddSetName(code, entry->name);
+  b.errors += !ddSetLabel(code, entry->label);
+  b.errors += !ddSetDesc(code, entry->msg);
+  ddSetKey(code, entry->key);
+  b.errors += !ddSetIsDisplay(code, entry->disp);
+  b.errors += !ddSetIsEdit(code, entry->edit);
+  b.errors += !ddSetIsSearch(code, entry->search);
+  b.errors += !ddSetVersion(code, entry->ver);
+  b.errors += !ddSetArrayCount(code, entry->acnt);
+  /* The buffer's own text, which lives as long as the process. */
+  b.errors += !ddSetXcodeName(code, entry->xcode);
 }
 
 /* A record names a structure or list that the file does not define. The
@@ -76,214 +77,150 @@ void reportMissing(ddPlace at, const char *what, const char *name, const char *r
   ddReportOn(at, DD_MSG_NOT_DEFINED, "ERROR: %s \"%s\" of \"%s\" not defined.\n", what, name, record);
 }
 
-int32_t *buildCodeTable(ddBuildContext *context, ddBufCodeList *list) {
-  if (list->count <= 0) return nullptr;
-  auto *codes = static_cast<int32_t *>(rkAllocatez(sizeof(int32_t) * list->count));
-  for (mlistNode *n = mlistHead(listOf(list->items)); n; n = mlistNext(n)) {
-    auto *item = reinterpret_cast<ddBufCodeItem *>(n->value);
-    if (item->index < 0 || item->index >= list->count) continue;
-    int code = ddCodeFromName(context, item->name);
-    codes[item->index] = code;
-    /* Links join records; what else an item names leaves a 0 or a data
-    ** item's code in the table. Told to a handler only. */
-    if (code == 0)
-      ddReportOn(item->place, DD_MSG_LIST_NAMES_NOTHING, "WARNING: List \"%s\" names \"%s\", which the file does not define.\n",
-                 list->name, item->name);
-    else if (ddIsDcode(code))
-      ddReportOn(item->place, DD_MSG_LIST_NAMES_DATA, "WARNING: List \"%s\" names the data item \"%s\"; links join records.\n",
-                 list->name, item->name);
-  }
-  return codes;
-}
-
-/* Sets one of a record's link lists from the list the file names. */
-using LinkSetter = int (*)(int code, int *codes, int count);
-using LinkTableFor = int32_t *(*)(ddBuildContext *, ddBufCodeList *);
-
-void setLinks(ddBuildContext *context, int code, const ddBufRecord *entry, const char *listName,
-              ddPlace at, intptr_t set, const char *what, LinkTableFor tableFor, LinkSetter setter) {
-  if (listName == nullptr) return;
-  auto *list = static_cast<ddBufCodeList *>(ddBufferFindName(listName, set));
-  if (list == nullptr) return reportMissing(at, what, listName, entry->name);
-  list->used = 1;
-  /* A record keeps each list's count in one byte. */
-  int count = list->count;
-  if (count > UINT8_MAX) {
-    ddReportOn(at, DD_MSG_LIST_CUT, "ERROR: %s \"%s\" of \"%s\" has %d items; the first %d are kept.\n", what, listName,
-                entry->name, count, UINT8_MAX);
-    count = UINT8_MAX;
-  }
-  context->errors += !setter(code, tableFor(context, list), count);
-}
-
-/* The tables in a map were copied by the setters; they go with the map. */
-void freeTables(mmap *map) {
-  for (mmapEntry *e = map->first; e != nullptr; e = e->next)
-    if (e->value != 0) rkFree(reinterpret_cast<void *>(e->value));
-  mmapFree(map);
-}
-
-} // namespace
-
-int ddCodeFromName(ddBuildContext *context, const char *name) {
-  if (auto *d = static_cast<ddBufData *>(ddBufferFindName(name, context->buffer->dataByName)))
-    return dataCode(context, d);
-  return recordCodeNamed(context, name);
-}
-
-void *ddCachedTable(ddBuildContext *context, void *entry, mmap *map, ddTableBuilder builder) {
-  if (entry == nullptr) return nullptr;
-  intptr_t key = reinterpret_cast<intptr_t>(entry);
-  if (intptr_t table = mmapGet(map, key)) return reinterpret_cast<void *>(table);
-  void *table = builder(context, entry);
-  if (table != nullptr) mmapPut(map, key, reinterpret_cast<intptr_t>(table));
-  return table;
-}
-
-ddField *ddBuildFieldTable(ddBuildContext *context, ddBufStruct *structure) {
+/* A field table of memberCount slots, one per member that is neither SHARE
+** nor PAD, made once per structure and shared by every record built on it
+** (the setter copies it); null for a structure with no such member. */
+ddField *fieldTableFor(const Build &b, ddBufStruct *structure) {
   int count = structure->memberCount;
-  if (count == 0) return nullptr; /* the setter takes a null table with no fields */
+  if (count == 0 || structure->fields != nullptr) return structure->fields;
   auto *slots = static_cast<ddField *>(rkAllocatez(sizeof(ddField) * count));
   int next = 0;
-  for (mlistNode *n = mlistHead(listOf(structure->members)); n && next < count; n = mlistNext(n)) {
-    auto *member = reinterpret_cast<ddBufMember *>(n->value);
+  for (ddBufMember *member : structure->members) {
+    if (next == count) break;
     if (member->share || member->pad) continue;
     int kind = member->ptr ? DD_KIND_POINTER : DD_KIND_STRUCTURE;
     ddField &slot = slots[next++];
     ddBufRecord *r;
-    if (ddBufData *d = ddBufferMemberTarget(context->buffer, member, &r)) {
+    if (ddBufData *d = ddBufferMemberTarget(b.buffer, member, &r)) {
       if (!member->ptr) kind = DD_KIND_DC;
-      slot.code = dataCode(context, d);
+      slot.code = dataCode(b, d);
     } else {
-      slot.code = r ? recordCode(context, r) : 0;
+      slot.code = r ? recordCode(b, r) : 0;
     }
     slot.bits = (static_cast<uint32_t>(member->bit) & DD_FIELD_BITPOS_MASK) |
                 (static_cast<uint32_t>(kind) << DD_FIELD_KIND_SHIFT);
     slot.offset = 0;
   }
-  return slots;
+  return structure->fields = slots;
 }
 
-int32_t *ddBuildParentTable(ddBuildContext *context, ddBufCodeList *list) {
-  return buildCodeTable(context, list);
+/* A code table of count codes, one per list item, made once per list and
+** shared by every record that names it; null for an empty list. */
+int32_t *codeTableFor(const Build &b, ddBufCodeList *list) {
+  if (list->count <= 0 || list->codes != nullptr) return list->codes;
+  auto *codes = static_cast<int32_t *>(rkAllocatez(sizeof(int32_t) * list->count));
+  for (const ddBufCodeItem *item : list->items) {
+    if (item->number < 0 || item->number >= list->count) continue;
+    int code = codeFromName(b, item->name);
+    codes[item->number] = code;
+    /* Links join records; what else an item names leaves a 0 or a data
+    ** item's code in the table. Told to a handler only. */
+    if (code == 0)
+      ddReportOn(item->place, DD_MSG_LIST_NAMES_NOTHING,
+                 "WARNING: List \"%s\" names \"%s\", which the file does not define.\n", list->name, item->name);
+    else if (ddIsDcode(code))
+      ddReportOn(item->place, DD_MSG_LIST_NAMES_DATA,
+                 "WARNING: List \"%s\" names the data item \"%s\"; links join records.\n", list->name, item->name);
+  }
+  return list->codes = codes;
 }
 
-int32_t *ddBuildChildTable(ddBuildContext *context, ddBufCodeList *list) {
-  return buildCodeTable(context, list);
+/* One kind of a record's link lists: where the buffer keeps them, what the
+** file calls them, and the store's setter. */
+struct LinkKind {
+  ddBufSet<ddBufCodeList> ddBuffer::*lists;
+  char *ddBufRecord::*listName;
+  ddPlace ddBufRecord::*place;
+  const char *what;
+  int (*set)(int code, int *codes, int count);
+};
+constexpr LinkKind kLinkKinds[] = {
+    {&ddBuffer::aliases, &ddBufRecord::aliasName, &ddBufRecord::aliasPlace, "Alias list", ddSetAlias},
+    {&ddBuffer::parents, &ddBufRecord::parentName, &ddBufRecord::parentPlace, "Parent list", ddSetParent},
+    {&ddBuffer::children, &ddBufRecord::childName, &ddBufRecord::childPlace, "Child list", ddSetChild},
+};
+
+/* Sets one of a record's link lists from the list the file names. */
+void setLinks(Build &b, int code, const ddBufRecord *entry, const LinkKind &kind) {
+  const char *listName = entry->*kind.listName;
+  if (listName == nullptr) return;
+  ddBufCodeList *list = ddBufferFindName(listName, b.buffer->*kind.lists);
+  if (list == nullptr) return reportMissing(entry->*kind.place, kind.what, listName, entry->name);
+  list->used = 1;
+  /* A record keeps each list's count in one byte. */
+  int count = list->count;
+  if (count > UINT8_MAX) {
+    ddReportOn(entry->*kind.place, DD_MSG_LIST_CUT, "ERROR: %s \"%s\" of \"%s\" has %d items; the first %d are kept.\n",
+               kind.what, listName, entry->name, count, UINT8_MAX);
+    count = UINT8_MAX;
+  }
+  b.errors += !kind.set(code, codeTableFor(b, list), count);
 }
 
-int32_t *ddBuildAliasTable(ddBuildContext *context, ddBufCodeList *list) {
-  return buildCodeTable(context, list);
-}
-
-namespace {
-/* The cached table of one kind: its map in the context, and its builder. */
-template <typename Table, typename Entry, Table *(*build)(ddBuildContext *, Entry *)>
-Table *tableFor(ddBuildContext *context, Entry *entry, mmap *map) {
-  ddTableBuilder builder = [](ddBuildContext *c, void *e) -> void * { return build(c, static_cast<Entry *>(e)); };
-  return static_cast<Table *>(ddCachedTable(context, entry, map, builder));
-}
-} // namespace
-
-ddField *ddFieldTableFor(ddBuildContext *context, ddBufStruct *structure) {
-  return tableFor<ddField, ddBufStruct, ddBuildFieldTable>(context, structure, context->fieldTables);
-}
-
-int32_t *ddParentTableFor(ddBuildContext *context, ddBufCodeList *list) {
-  return tableFor<int32_t, ddBufCodeList, ddBuildParentTable>(context, list, context->parentTables);
-}
-
-int32_t *ddChildTableFor(ddBuildContext *context, ddBufCodeList *list) {
-  return tableFor<int32_t, ddBufCodeList, ddBuildChildTable>(context, list, context->childTables);
-}
-
-int32_t *ddAliasTableFor(ddBuildContext *context, ddBufCodeList *list) {
-  return tableFor<int32_t, ddBufCodeList, ddBuildAliasTable>(context, list, context->aliasTables);
-}
-
-int ddBuildDataDef(ddBufData *entry, ddBuildContext *context) {
-  int code = ddNewDataDef(context->site);
-  if (code == 0) return context->errors++, 0; /* the site's data codes are used up */
-  setCommon(context, code, entry);
+void buildData(Build &b, const ddBufData *entry) {
+  int code = ddNewDataDef(b.site);
+  if (code == 0) return void(b.errors++); /* the site's data codes are used up */
+  setCommon(b, code, entry);
   /* The store keeps a text or data block's length in bytes and a flag's in
   ** bits, as the file gives them; other types keep their type's length. */
   int type = entry->type;
-  if (type == MTYPE_TEXT || type == MTYPE_DATA || type == MTYPE_FLAG)
-    context->errors += !ddSetLength(code, entry->len);
-  writeAttributes(&ddGetDSchema(code)->head, entry);
+  if (type == MTYPE_TEXT || type == MTYPE_DATA || type == MTYPE_FLAG) b.errors += !ddSetLength(code, entry->len);
   if (entry->minSet || entry->maxSet) {
     if (!(entry->minSet && entry->maxSet))
-      ddReportOn(entry->minSet ? entry->minPlace : entry->maxPlace, DD_MSG_PARTIAL_RANGE, "Warning: Range only partially determined.\n");
-    context->errors += !ddSetRange(code, entry->min, entry->max);
+      ddReportOn(entry->minSet ? entry->minPlace : entry->maxPlace, DD_MSG_PARTIAL_RANGE,
+                 "Warning: Range only partially determined.\n");
+    b.errors += !ddSetRange(code, entry->min, entry->max);
   }
-  if (entry->defSet) context->errors += !ddSetDefVal(code, entry->defVal);
-  return 0;
+  if (entry->defSet) b.errors += !ddSetDefVal(code, entry->defVal);
 }
 
-int ddBuildRecordDef(ddBufRecord *entry, ddBuildContext *context) {
-  int code = ddNewRecordDef(context->site);
-  if (code == 0) return context->errors++, 0; /* the site's record codes are used up */
-  setCommon(context, code, entry);
-  context->errors += !ddSetPrefix(code, entry->prefix);
-  ddRSchema *record = ddGetRSchema(code);
-  writeAttributes(&record->head, entry);
-  record->ilevel = entry->lev;
-  ddIndexCodeChanged(code);
-
-  ddBuffer *buffer = context->buffer;
+void buildRecord(Build &b, const ddBufRecord *entry) {
+  int code = ddNewRecordDef(b.site);
+  if (code == 0) return void(b.errors++); /* the site's record codes are used up */
+  setCommon(b, code, entry);
+  b.errors += !ddSetPrefix(code, entry->prefix);
+  b.errors += !ddSetIlevel(code, entry->lev);
   if (entry->structName != nullptr) {
-    auto *structure = static_cast<ddBufStruct *>(ddBufferFindName(entry->structName, buffer->structs));
+    ddBufStruct *structure = ddBufferFindName(entry->structName, b.buffer->structs);
     if (structure == nullptr) {
       reportMissing(entry->structPlace, "Structure", entry->structName, entry->name);
     } else {
       structure->used = 1;
-      context->errors += !ddSetField(code, ddFieldTableFor(context, structure), structure->memberCount);
+      b.errors += !ddSetField(code, fieldTableFor(b, structure), structure->memberCount);
     }
   }
-  setLinks(context, code, entry, entry->aliasName, entry->aliasPlace, buffer->aliases, "Alias list",
-           ddAliasTableFor, ddSetAlias);
-  setLinks(context, code, entry, entry->parentName, entry->parentPlace, buffer->parents, "Parent list",
-           ddParentTableFor, ddSetParent);
-  setLinks(context, code, entry, entry->childName, entry->childPlace, buffer->children, "Child list",
-           ddChildTableFor, ddSetChild);
-
-  auto *describe = static_cast<ddBufDescribe *>(ddBufferFindName(entry->name, buffer->describes));
-  if (describe != nullptr && describe->text != nullptr) context->errors += !ddSetDesc(code, describe->text);
-  return 0;
+  for (const LinkKind &kind : kLinkKinds) setLinks(b, code, entry, kind);
+  const ddBufDescribe *describe = ddBufferFindName(entry->name, b.buffer->describes);
+  if (describe != nullptr && describe->text != nullptr) b.errors += !ddSetDesc(code, describe->text);
 }
 
-ddBuildContext *ddBuildSite(ddBuffer *buffer, int siteNo) {
-  auto *context = static_cast<ddBuildContext *>(rkAllocatez(sizeof(ddBuildContext)));
-  if (context == nullptr) return nullptr;
-  context->buffer = buffer;
-  context->site = siteNo;
-  context->errors = 0;
-  context->fieldTables = mmapNew(nullptr);
-  context->parentTables = mmapNew(nullptr);
-  context->childTables = mmapNew(nullptr);
-  context->aliasTables = mmapNew(nullptr);
+/* The setters copied the tables; they go once the site is built. */
+void freeTables(ddBuffer *buffer) {
+  for (ddBufStruct *structure : buffer->structs) {
+    if (structure->fields != nullptr) rkFree(structure->fields);
+    structure->fields = nullptr;
+  }
+  for (const LinkKind &kind : kLinkKinds)
+    for (ddBufCodeList *list : buffer->*kind.lists) {
+      if (list->codes != nullptr) rkFree(list->codes);
+      list->codes = nullptr;
+    }
+}
 
+} // namespace
+
+int ddBuildSite(ddBuffer *buffer, int siteNo) {
+  Build b{buffer, siteNo, 0};
   /* The tables are made as large as the file needs at once, rather than
   ** doubled and copied on the way. Number order is slot order, so each code
-  ** computed from a number is the code that definition gets. mlistForEach
-  ** goes on while the calls give 0. */
+  ** computed from a number is the code that definition gets. */
   const ddSite *site = ddSiteAt(siteNo);
   ddReserveDefinitions(siteNo, std::min(buffer->nextRecordNumber, capacity(site, true)),
                        std::min(buffer->nextDataNumber, capacity(site, false)));
-  if (mlist *data = listOf(buffer->dataByNumber))
-    mlistForEach(data, [](intptr_t v, void *c) {
-      return ddBuildDataDef(reinterpret_cast<ddBufData *>(v), static_cast<ddBuildContext *>(c));
-    }, context);
-  if (mlist *records = listOf(buffer->recordByNumber))
-    mlistForEach(records, [](intptr_t v, void *c) {
-      return ddBuildRecordDef(reinterpret_cast<ddBufRecord *>(v), static_cast<ddBuildContext *>(c));
-    }, context);
-
-  for (mmap **map : {&context->fieldTables, &context->parentTables, &context->childTables, &context->aliasTables}) {
-    freeTables(*map);
-    *map = nullptr;
-  }
-  return context;
+  for (const ddBufData *d : buffer->dataByNumber) buildData(b, d);
+  for (const ddBufRecord *r : buffer->recordByNumber) buildRecord(b, r);
+  freeTables(buffer);
+  return b.errors;
 }
 
 namespace {
@@ -313,12 +250,9 @@ ddPlace placeOfCode(int code) {
   ddSite *site;
   int kind = ddDecodeCode(code, &index, &site);
   if (kind == DD_KIND_NONE || site->siteNo != placingSite) return {};
-  if (kind == DD_KIND_DATA) {
-    auto *d = static_cast<const ddBufData *>(ddBufferFindNumber(index, placingBuffer->dataByNumber));
-    return d ? d->place : ddPlace{};
-  }
-  auto *r = static_cast<const ddBufRecord *>(ddBufferFindNumber(index, placingBuffer->recordByNumber));
-  return r ? r->place : ddPlace{};
+  const ddBufNamed *entry = kind == DD_KIND_DATA ? ddBufferFindNumbered(index, placingBuffer->dataByNumber.list)
+                                                 : ddBufferFindNumbered(index, placingBuffer->recordByNumber.list);
+  return entry ? entry->place : ddPlace{};
 }
 
 /* Messages are about the file being imported while the import runs. */
@@ -359,17 +293,15 @@ int ddImportSchema(const char *path, int *siteNo) {
   about.placing(&buffer, site);
 
   int caching = ddCacheFixups(1);
-  if (ddBuildContext *context = ddBuildSite(&buffer, site)) {
-    if (ddReportHandled()) ddLintBuffer(&buffer);
-    ddBufferRelease(&buffer);
-    ddReportAt(ddPlace{}); /* what follows is about the file as a whole */
-    if (context->errors != 0)
-      ddReport(DD_MSG_ERRORS_COUNTED, "%d errors during parsing\n", context->errors);
-    else
-      result = 1;
-    rkFree(context);
-    ddFixup();
-  }
+  int errors = ddBuildSite(&buffer, site);
+  if (ddReportHandled()) ddLintBuffer(&buffer);
+  ddBufferRelease(&buffer);
+  ddReportAt(ddPlace{}); /* what follows is about the file as a whole */
+  if (errors != 0)
+    ddReport(DD_MSG_ERRORS_COUNTED, "%d errors during parsing\n", errors);
+  else
+    result = 1;
+  ddFixup();
   ddCacheFixups(caching);
   return result;
 }

@@ -85,7 +85,7 @@ void noEffect(const char *why) {
   if (tracking) ddReport(DD_MSG_NO_EFFECT, "WARNING: %s has no effect: %s.\n", optionKey, why);
 }
 
-/* Rows that data items and records share; their fields have the same names. */
+/* Rows that data items and records share: fields of their ddBufHead. */
 template <class E> void optAcnt(E *e, const char *v) { e->acnt = toInt(v); }
 template <class E> void optKey(E *e, const char *v) {
   e->key = toInt(v);
@@ -102,8 +102,6 @@ template <class E> void optSite(E *e, const char *v) { setText(e->site, v); }
 template <class E> void optVer(E *e, const char *v) { e->ver = static_cast<uint16_t>(toInt(v)); }
 template <class E> void optXcode(E *e, const char *v) { setText(e->xcode, v); }
 
-constexpr int kTextType = 11;
-
 /* Types whose length the file gives; every other type has a fixed one. */
 bool takesLength(int type) {
   return type == MTYPE_FLAG || type == MTYPE_ENUM || type == MTYPE_TEXT || type == MTYPE_DATA;
@@ -118,7 +116,7 @@ constexpr Option<ddBufData> kDataOptions[] = {
     {"ACNT", optAcnt<ddBufData>},
     {"DEF",
      [](ddBufData *d, const char *v) {
-       if (d->type == kTextType)
+       if (d->type == MTYPE_TEXT)
          setText(d->defStr, v);
        else
          d->defVal = toFloat(v);
@@ -239,7 +237,7 @@ void checkRange(const ddBufData *d) {
   if (d->minSet && d->maxSet && d->min > d->max)
     ddReportOn(d->minPlace, DD_MSG_RANGE_INVERTED, "WARNING: MIN %g of \"%s\" is above its MAX %g.\n",
                static_cast<double>(d->min), d->name, static_cast<double>(d->max));
-  if (d->defSet && d->type != kTextType &&
+  if (d->defSet && d->type != MTYPE_TEXT &&
       ((d->minSet && d->defVal < d->min) || (d->maxSet && d->defVal > d->max)))
     ddReportOn(d->defPlace, DD_MSG_DEFAULT_OUT_OF_RANGE, "WARNING: DEF %g of \"%s\" is outside its range.\n",
                static_cast<double>(d->defVal), d->name);

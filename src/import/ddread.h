@@ -119,7 +119,7 @@ int ddReadRecordDef(ddBuffer *buffer, const char *name, int count, char **items)
 ** was read to its '}', 0 when the name was taken (the body stays unread) or
 ** the input ended inside it (what was read stands). */
 int ddReadStruct(ddBuffer *buffer, ddStream *stream, const char *name);
-int ddReadMember(ddBuffer *buffer, ddBufStruct *owner, int count, char **items);
+int ddReadMember(ddBufStruct *owner, int count, char **items);
 
 /* parent, child, alias: 1 when the body was read, 0 when the name was taken
 ** or a statement gave no item (which the end of input causes). */

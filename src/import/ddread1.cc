@@ -245,8 +245,8 @@ ddPlace listPlaces[DD_LIST_SLOTS];
 
 /* A new entry of the kind named name, at the name's place; null, with the
 ** message, when the name is taken. */
-template <class E> E *addEntry(ddBuffer *buffer, int kind, const char *name) {
-  auto *entry = static_cast<E *>(ddBufferAddName(buffer, kind, name));
+template <class E> E *addEntry(ddBuffer *buffer, ddBufSet<E> ddBuffer::*set, const char *name) {
+  E *entry = ddBufferAdd(buffer, &(buffer->*set), name);
   if (entry == nullptr)
     ddReportOn(namePlace, DD_MSG_ALREADY_DEFINED, "ERROR: \"%s\" already defined!", name);
   else
@@ -254,8 +254,8 @@ template <class E> E *addEntry(ddBuffer *buffer, int kind, const char *name) {
   return entry;
 }
 
-int readCodeList(ddBuffer *buffer, ddStream *s, const char *name, int kind) {
-  auto *list = addEntry<ddBufCodeList>(buffer, kind, name);
+int readCodeList(ddBuffer *buffer, ddStream *s, const char *name, ddBufSet<ddBufCodeList> ddBuffer::*kind) {
+  ddBufCodeList *list = addEntry(buffer, kind, name);
   if (list == nullptr) return 0;
   ddExpectChar(s, '{');
   char *items[DD_LIST_SLOTS];
@@ -264,9 +264,7 @@ int readCodeList(ddBuffer *buffer, ddStream *s, const char *name, int kind) {
     ddReadList(s, &count, items, " ,;");
     if (count == 0) return 0; /* only the end of input leaves a statement empty */
     /* A name may stand twice: each stays, with an index of its own. */
-    auto *item = static_cast<ddBufCodeItem *>(
-        ddBufferAddItem(buffer, kind, &list->items, items[0], list->count++));
-    item->place = listPlaces[0];
+    ddBufferAddItem(&list->items, items[0], list->count++)->place = listPlaces[0];
     ddFreeList(&count, items);
   }
   skipWhile(s, [](int c) { return c == ';' || isBlank(c); });
@@ -430,31 +428,60 @@ void ddSplitOption(const char *item, char *key, char *value) {
 
 /* ---- Command loop ---------------------------------------------------- */
 
-int ddReadSchemaFile(const char *path, ddBuffer *buffer) {
-  long long fileSize = 0; /* when known: a hint for the line table */
-  std::unique_ptr<FILE, FileCloser> file(std::fopen(path, "r"));
+namespace {
+/* A schema file open for reading, and the memory of its chunk. */
+struct OpenFile {
+  std::unique_ptr<FILE, FileCloser> file;
   std::unique_ptr<char, BlockFree> chunk;
-  ddStream stream = {};
+};
+
+/* Opens path as stream, with its first chunk read; false, with the message,
+** when it does not open. A file that gives an error on its first read (a
+** directory does) counts as one that did not open; a later error ends the
+** input. *size is the file's size where known, a hint for the line table. */
+bool openStream(const char *path, OpenFile &open, ddStream *stream, long long *size) {
+  open.file.reset(std::fopen(path, "r"));
+  FILE *file = open.file.get();
   if (file) {
     /* A file smaller than a chunk needs no more room than it holds: the
     ** pages of a whole chunk would be touched for nothing. */
     struct stat info;
-    size_t size = kChunkSize;
-    if (fstat(fileno(file.get()), &info) == 0 && info.st_size > 0) {
-      size = std::min(size, static_cast<size_t>(info.st_size));
-      fileSize = info.st_size;
+    size_t room = kChunkSize;
+    if (fstat(fileno(file), &info) == 0 && info.st_size > 0) {
+      room = std::min(room, static_cast<size_t>(info.st_size));
+      *size = info.st_size;
     }
-    chunk.reset(static_cast<char *>(rkAllocate(size)));
-    stream = {nullptr, nullptr, file.get(), chunk.get(), size, 0, 0, 0, 0, 0};
-    refill(&stream);
+    open.chunk.reset(static_cast<char *>(rkAllocate(room)));
+    *stream = {nullptr, nullptr, file, open.chunk.get(), room, 0, 0, 0, 0, 0};
+    refill(stream);
   }
-  /* A file that gives an error on its first read (a directory does) counts
-  ** as one that did not open; a later error ends the input. */
-  int error = file ? std::ferror(file.get()) : 0;
-  if (!file || error) {
-    ddReport(DD_MSG_FILE_OPEN, "\nFile open failure, error %d\n", error);
-    return 0;
+  int error = file ? std::ferror(file) : 0;
+  if (file && !error) return true;
+  ddReport(DD_MSG_FILE_OPEN, "\nFile open failure, error %d\n", error);
+  return false;
+}
+
+/* The command of word; null, with the message and "Aborted.", for a word
+** that names none, which ends the read. */
+const Command *commandOf(const char *word) {
+  for (const Command &c : kCommands)
+    if (c.word == word) return &c;
+  ddReportOn(wordPlace, DD_MSG_UNKNOWN_COMMAND, "Unrecognized command: \"%s\"\n", word);
+  if (tracking) {
+    const char *words[std::size(kCommands)];
+    for (size_t i = 0; i < std::size(kCommands); i++) words[i] = kCommands[i].word.data();
+    ddHintWord(word, words, static_cast<int>(std::size(kCommands)));
   }
+  ddReport(DD_MSG_ABORTED, "Aborted.\n\n");
+  return nullptr;
+}
+} // namespace
+
+int ddReadSchemaFile(const char *path, ddBuffer *buffer) {
+  OpenFile open;
+  ddStream stream = {};
+  long long fileSize = 0;
+  if (!openStream(path, open, &stream, &fileSize)) return 0;
   ddStream *s = &stream;
   tracking = ddReportHandled();
   wordPlace = namePlace = ddPlace{};
@@ -467,19 +494,8 @@ int ddReadSchemaFile(const char *path, ddBuffer *buffer) {
     ddSkipSpace(s);
     bool named = readWord(s, name, sizeof name, &namePlace);
     if (s->overrun) break;
-    const Command *command = nullptr;
-    for (const Command &c : kCommands)
-      if (c.word == word && !command) command = &c;
-    if (command == nullptr) {
-      ddReportOn(wordPlace, DD_MSG_UNKNOWN_COMMAND, "Unrecognized command: \"%s\"\n", word);
-      if (tracking) {
-        const char *words[std::size(kCommands)];
-        for (size_t i = 0; i < std::size(kCommands); i++) words[i] = kCommands[i].word.data();
-        ddHintWord(word, words, static_cast<int>(std::size(kCommands)));
-      }
-      ddReport(DD_MSG_ABORTED, "Aborted.\n\n");
-      return 0;
-    }
+    const Command *command = commandOf(word);
+    if (command == nullptr) return 0;
     if (!named) {
       ddReportOn(wordPlace, DD_MSG_MISSING_NAME, "ERROR: No name behind \"%s\" at the end of the file.\n", word);
       break;
@@ -508,11 +524,10 @@ int ddReadSchemaFile(const char *path, ddBuffer *buffer) {
 namespace {
 /* The tag type that a definition's list names first; an unknown one, or none
 ** (a list that gave nothing), is reported and gives fallback. */
-int typeOf(const char *name, int count, char **items, int fallback, const char *fallbackName,
-           ddPlace at) {
+int typeOf(const char *name, int count, char **items, int fallback, ddPlace at) {
   int type = ddTypeFromName(count > 0 ? items[0] : "");
   if (type >= 0) return type;
-  ddReportOn(at, DD_MSG_UNKNOWN_TYPE, "ERROR: Type for \"%s\" unknown!  Using %s.\n", name, fallbackName);
+  ddReportOn(at, DD_MSG_UNKNOWN_TYPE, "ERROR: Type for \"%s\" unknown!  Using %s.\n", name, ddTypeKeyword(fallback));
   if (tracking && count > 0) ddHintTagType(items[0]);
   return fallback;
 }
@@ -528,10 +543,10 @@ bool isRecordType(int type) {
 } // namespace
 
 int ddReadDataDef(ddBuffer *buffer, const char *name, int count, char **items) {
-  auto *d = addEntry<ddBufData>(buffer, DDBUF_DATA, name);
+  ddBufData *d = addEntry(buffer, &ddBuffer::dataByName, name);
   if (d == nullptr) return 0;
   d->typePlace = itemPlace(0, count);
-  d->type = typeOf(name, count, items, 5, "rktype_ival", d->typePlace);
+  d->type = typeOf(name, count, items, MTYPE_INT, d->typePlace);
   if (tracking && isRecordType(d->type))
     ddReportOn(d->typePlace, DD_MSG_DATA_RECORD_TYPE,
                "WARNING: \"%s\" is a data item of a record's tag type, which has no length.\n", name);
@@ -545,30 +560,30 @@ int ddReadDataDef(ddBuffer *buffer, const char *name, int count, char **items) {
         name);
     d->len = 1;
   }
-  ddBufferNumber(buffer, DDBUF_DATA, name, buffer->nextDataNumber++);
+  ddBufferNumber(&buffer->dataByNumber, d, buffer->nextDataNumber++);
   return 1;
 }
 
 int ddReadRecordDef(ddBuffer *buffer, const char *name, int count, char **items) {
-  auto *r = addEntry<ddBufRecord>(buffer, DDBUF_RECORD, name);
+  ddBufRecord *r = addEntry(buffer, &ddBuffer::recordByName, name);
   if (r == nullptr) return 0;
   r->typePlace = itemPlace(0, count);
   r->structPlace = itemPlace(1, count);
-  r->type = typeOf(name, count, items, 14, "rktype_rec", r->typePlace);
+  r->type = typeOf(name, count, items, MTYPE_REC, r->typePlace);
   /* Without a second item the record has no structure, as with rkNULL. */
   if (count > 1 && std::strcmp(items[1], "rkNULL") != 0 && std::strcmp(items[1], "RK_NULL") != 0)
     r->structName = copyText(items[1]);
   r->lev = 0;
   r->disp = r->edit = r->search = 1;
   ddApplyRecordOptions(r, 2, count, items, listPlaces);
-  ddBufferNumber(buffer, DDBUF_RECORD, name, buffer->nextRecordNumber++);
+  ddBufferNumber(&buffer->recordByNumber, r, buffer->nextRecordNumber++);
   return 1;
 }
 
 /* ---- struct and its members -------------------------------------------- */
 
 int ddReadStruct(ddBuffer *buffer, ddStream *s, const char *name) {
-  auto *st = addEntry<ddBufStruct>(buffer, DDBUF_STRUCT, name);
+  ddBufStruct *st = addEntry(buffer, &ddBuffer::structs, name);
   if (st == nullptr) return 0;
   char *items[DD_LIST_SLOTS];
   int count = 0;
@@ -591,12 +606,12 @@ int ddReadStruct(ddBuffer *buffer, ddStream *s, const char *name) {
       word.finish();
       skipWhile(s, [](int c) { return c == ';' || isBlank(c); });
       char *one[] = {plain};
-      ddReadMember(buffer, st, 1, one);
+      ddReadMember(st, 1, one);
       continue;
     }
     if (ddExpectChar(s, '}')) break;
     if (!ddReadList(s, &count, items, " ,;")) return 0; /* end of input */
-    ddReadMember(buffer, st, count, items);
+    ddReadMember(st, count, items);
     ddFreeList(&count, items);
   }
   skipWhile(s, [](int c) { return c == ';' || isBlank(c); });
@@ -607,7 +622,7 @@ namespace {
 /* Adds a member named name with the options of scratch (none when null),
 ** unless it would be field 256: memberCount holds 255 at most and the
 ** field table is made from it, so such a member is refused whole. */
-int addMember(ddBuffer *buffer, ddBufStruct *owner, const char *name, const ddBufMember *scratch) {
+int addMember(ddBufStruct *owner, const char *name, const ddBufMember *scratch) {
   bool counted = scratch == nullptr || (!scratch->share && !scratch->pad);
   if (counted && owner->memberCount == UINT8_MAX) {
     ddReportOn(listPlaces[0], DD_MSG_TOO_MANY_FIELDS,
@@ -615,12 +630,11 @@ int addMember(ddBuffer *buffer, ddBufStruct *owner, const char *name, const ddBu
     return 0;
   }
   /* A name may stand twice: each stays, with an index of its own. */
-  auto *m = static_cast<ddBufMember *>(
-      ddBufferAddItem(buffer, DDBUF_STRUCT, &owner->members, name, owner->nextIndex++));
+  ddBufMember *m = ddBufferAddItem(&owner->members, name, owner->nextIndex++);
   if (scratch != nullptr) {
     ddBufMember kept = *scratch;
     kept.name = m->name;
-    kept.index = m->index;
+    kept.number = m->number;
     *m = kept;
   }
   m->place = listPlaces[0];
@@ -629,28 +643,28 @@ int addMember(ddBuffer *buffer, ddBufStruct *owner, const char *name, const ddBu
 }
 } // namespace
 
-int ddReadMember(ddBuffer *buffer, ddBufStruct *owner, int count, char **items) {
+int ddReadMember(ddBufStruct *owner, int count, char **items) {
   if (count < 1) return 0;
-  if (count == 1) return addMember(buffer, owner, items[0], nullptr); /* as most members are */
+  if (count == 1) return addMember(owner, items[0], nullptr); /* as most members are */
   ddBufMember scratch{};
   ddApplyMemberOptions(&scratch, 1, count, items, listPlaces);
-  return addMember(buffer, owner, items[0], &scratch);
+  return addMember(owner, items[0], &scratch);
 }
 
 /* ---- parent, child, alias, describe, define ----------------------------- */
 
 int ddReadParent(ddBuffer *buffer, ddStream *s, const char *name) {
-  return readCodeList(buffer, s, name, DDBUF_PARENT);
+  return readCodeList(buffer, s, name, &ddBuffer::parents);
 }
 int ddReadChild(ddBuffer *buffer, ddStream *s, const char *name) {
-  return readCodeList(buffer, s, name, DDBUF_CHILD);
+  return readCodeList(buffer, s, name, &ddBuffer::children);
 }
 int ddReadAlias(ddBuffer *buffer, ddStream *s, const char *name) {
-  return readCodeList(buffer, s, name, DDBUF_ALIAS);
+  return readCodeList(buffer, s, name, &ddBuffer::aliases);
 }
 
 int ddReadDescribe(ddBuffer *buffer, ddStream *s, const char *name) {
-  auto *d = addEntry<ddBufDescribe>(buffer, DDBUF_DESCRIBE, name);
+  ddBufDescribe *d = addEntry(buffer, &ddBuffer::describes, name);
   if (d == nullptr) return 0;
   ddExpectChar(s, '{');
   ddMarkUnit(s);
@@ -666,7 +680,7 @@ int ddReadDescribe(ddBuffer *buffer, ddStream *s, const char *name) {
 }
 
 int ddReadDefine(ddBuffer *buffer, ddStream *s, const char *name) {
-  auto *d = addEntry<ddBufDefine>(buffer, DDBUF_DEFINE, name);
+  ddBufDefine *d = addEntry(buffer, &ddBuffer::defines, name);
   if (d == nullptr) return 0;
   ddSkipSpace(s);
   char value[DD_TEXT_SIZE];

@@ -9,9 +9,11 @@
 /* The number of a tag type keyword (either case form), or -1 for null or a
 ** text that is no keyword. */
 int ddTypeFromName(const char *name);
+/* The lower-case keyword of a tag type, or "" for a number that is none. */
+const char *ddTypeKeyword(int type);
 
 /* The number of a format level keyword, or of leading digits as by atoi.
-** Anything else prints an error and gives 225 (IUNKNOWN). */
+** Anything else prints an error and gives the level of IUNKNOWN. */
 int ddLevelFromName(const char *name);
 
 #endif

@@ -33,7 +33,13 @@ struct Level {
 #define DD_LEVEL(number, keyword) {number, keyword},
 constexpr Level kLevels[] = {RKDD_FORMAT_LEVELS(DD_LEVEL)};
 #undef DD_LEVEL
-constexpr int kUnknownLevel = 225;
+/* What a level that is no keyword and no number becomes. */
+constexpr int levelNamed(std::string_view keyword) {
+  for (const Level &level : kLevels)
+    if (level.keyword == keyword) return level.number;
+  return -1;
+}
+constexpr int kUnknownLevel = levelNamed("IUNKNOWN");
 
 } // namespace
 
@@ -43,6 +49,10 @@ int ddTypeFromName(const char *name) {
   for (int i = 0; i < kTagTypeCount; i++)
     if (text == kTagTypes[i].lower || text == kTagTypes[i].upper) return i;
   return -1;
+}
+
+const char *ddTypeKeyword(int type) {
+  return type >= 0 && type < kTagTypeCount ? kTagTypes[type].lower.data() : "";
 }
 
 int ddLevelFromName(const char *name) {

@@ -584,6 +584,27 @@ int ddSetMaxId(int code, int maxId) {
   return 1;
 }
 
+int ddSetVersion(int code, int version) {
+  ddSchema *e = ddGetSchema(code);
+  if (e == nullptr) return 0;
+  e->version = static_cast<int16_t>(version);
+  return 1;
+}
+
+int ddSetArrayCount(int code, int count) {
+  ddSchema *e = ddGetSchema(code);
+  if (e == nullptr) return 0;
+  e->arrayCount = count;
+  return 1;
+}
+
+int ddSetXcodeName(int code, const char *name) {
+  ddSchema *e = ddGetSchema(code);
+  if (e == nullptr) return 0;
+  e->xcodeName = name;
+  return 1;
+}
+
 /* ---------------------------------------------------------------------------
 ** Attaching an extension: the record by name, and its list of extenders
 */

@@ -1,6 +1,7 @@
 /*
-** Inside the schema store: the site table, code decoding, the entry walk and
-** the operations the store's own files share. Nothing here is exported.
+** Inside the schema store: the site table, code decoding, the entry walk,
+** the operations the store's own files share, and the setters that building
+** a site from text needs beyond the header's. Nothing here is exported.
 */
 #ifndef RKDD_STORE_DDSTORE_H
 #define RKDD_STORE_DDSTORE_H
@@ -98,6 +99,15 @@ void *ddOwnedCopy(const void *block, size_t size);
 ** count. ddForgetRoom drops the room of a site whose tables were replaced. */
 void ddResizeRecordTable(ddSite *site, int count);
 void ddForgetRoom(int siteNo);
+
+/* Setters the header does not offer, for building a site from text. Each
+** gives 1, or 0 when code names no definition. The version keeps its low 16
+** bits and the array count is kept as given; ddSetXcodeName keeps name
+** itself, not a copy, so the text must outlive the definition: ddSetCode
+** later attaches the definition to the record of that name. */
+int ddSetVersion(int code, int version);
+int ddSetArrayCount(int code, int count);
+int ddSetXcodeName(int code, const char *name);
 
 /* Default length of a tag type in bytes (-1 for text), as a new data
 ** definition of that type gets it. Record kinds and numbers outside the
