@@ -96,6 +96,9 @@ TEST(Tool, LayoutDrawsOneRecord) {
   expectOutput("layout " + kScene + " 259", 0, "scene.layout.txt");
   expectOutput("layout " + kOdd + " Holder", 1, "odd.layout.txt");
   expectRun("layout " + kScene + " NoSuchRecord", 1, nullptr, "has no record NoSuchRecord");
+  expectRun("layout tests/mistakes/record_too_long.schema Huge", 1,
+            "rktype_text Big;                    /* 0            0  record too long, laid out empty */",
+            "error: Record \"Huge\" is longer than 2147483647 bytes");
 
   /* Records each holding the one before twice, 30 deep: 2^30 ways through
   ** R29, drawn in lines linear in the depth, within 10 s and (where no
