@@ -79,6 +79,8 @@ bool inBoundedChild(unsigned seconds, size_t megabytes, const std::function<bool
 #ifndef RKRUNTIME_NO_POOL
     rlimit space{megabytes << 20, megabytes << 20};
     setrlimit(RLIMIT_AS, &space);
+#else
+    (void)megabytes;
 #endif
     alarm(seconds);
     _exit(body() ? 0 : 1);
