@@ -8,6 +8,10 @@ cd "$(dirname "$0")/.."
 
 seconds=${RKDD_FUZZ_SECONDS:-60}
 jobs=$(nproc)
+# Inputs of up to 8 KiB (the corpus's largest fit); one that takes more than
+# a second per KiB of that is a failure, so slow shapes are found like crashes.
+max_len=8192
+timeout=$((max_len / 1024))
 
 cmake --preset fuzz
 cmake --build --preset fuzz -j "$jobs"
@@ -23,7 +27,7 @@ for target in reader import store roundtrip record; do
   [ "$target" != store ] && [ "$target" != record ] && dict=(-dict=fuzz/schema.dict)
   echo "== fuzzing ${target}_fuzz for ${seconds}s"
   # Standard output carries the library's diagnostics only: closed.
-  if build-fuzz/fuzz/"${target}"_fuzz "${dict[@]}" -max_total_time="$seconds" -timeout=25 \
+  if build-fuzz/fuzz/"${target}"_fuzz "${dict[@]}" -max_total_time="$seconds" -max_len="$max_len" -timeout="$timeout" \
       -close_fd_mask=1 -print_final_stats=1 -artifact_prefix="$dir/artifacts/" \
       "$dir/corpus" >"$dir/log" 2>&1; then
     grep -E '^#[0-9]+.*DONE' "$dir/log" || true

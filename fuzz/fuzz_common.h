@@ -197,13 +197,14 @@ inline void fuzzCheckTables() {
 
 namespace fuzzdetail {
 
-inline uint32_t timesArray(int32_t length, int32_t arrayCount) {
-  uint32_t n = static_cast<uint32_t>(length);
-  return arrayCount >= 2 ? n * static_cast<uint32_t>(arrayCount) : n;
+inline int64_t timesArray(int32_t length, int32_t arrayCount) {
+  return arrayCount >= 2 ? int64_t{length} * arrayCount : length;
 }
 
+inline bool fitsInt(int64_t n) { return n >= INT32_MIN && n <= INT32_MAX; }
+
 /* Bytes a slot takes, from the lengths the definitions now hold. */
-inline uint32_t slotSize(const ddField &slot) {
+inline int64_t slotSize(const ddField &slot) {
   int kind = ddFieldKind(&slot);
   if (kind == DD_KIND_POINTER) return 4;
   if (kind != DD_KIND_DC && kind != DD_KIND_STRUCTURE) return 0;
@@ -235,7 +236,8 @@ inline bool reachesCycle(ddRSchema *r, std::unordered_map<ddRSchema *, int> &sta
 
 /* After a fix-up: every packed record that reaches no in-line cycle has the
 ** offsets of its slots laid one after another and a length equal to their
-** sum. */
+** sum, or, when a slot or a sum leaves the range of int, length 0 and every
+** offset 0. */
 inline void fuzzCheckLayout() {
   std::unordered_map<ddRSchema *, int> state;
   for (int s = 0; s < ddSiteTableCount; s++) {
@@ -243,12 +245,19 @@ inline void fuzzCheckLayout() {
     for (int i = 0; i < site->recordCount; i++) {
       ddRSchema *r = &site->recordTable[i];
       if (!(r->head.flags & DD_FLAG_IS_PACKED) || fuzzdetail::reachesCycle(r, state)) continue;
-      uint32_t offset = 0;
+      int64_t end = 0;
+      bool fits = true;
+      for (int k = 0; r->fields != nullptr && k < r->fieldCount && fits; k++) {
+        int64_t size = fuzzdetail::slotSize(r->fields[k]);
+        fits = fuzzdetail::fitsInt(size) && fuzzdetail::fitsInt(end + size);
+        end += size;
+      }
+      int64_t offset = 0;
       for (int k = 0; r->fields != nullptr && k < r->fieldCount; k++) {
-        FUZZ_CHECK(static_cast<uint32_t>(r->fields[k].offset) == offset);
+        FUZZ_CHECK(r->fields[k].offset == (fits ? offset : 0));
         offset += fuzzdetail::slotSize(r->fields[k]);
       }
-      FUZZ_CHECK(static_cast<uint32_t>(r->head.length) == offset);
+      FUZZ_CHECK(r->head.length == (fits ? end : 0));
     }
   }
 }

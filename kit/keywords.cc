@@ -69,6 +69,7 @@ const char *kitFieldProblemText(int problem) {
   case KIT_FIELD_CYCLE: return "contains itself, takes no room";
   case KIT_FIELD_NO_SIZE: return "length unknown";
   case KIT_FIELD_BAD_KIND: return "kind has no size";
+  case KIT_FIELD_TOO_LONG: return "record too long, laid out empty";
   default: return "";
   }
 }

@@ -64,6 +64,24 @@ void readLinks(kit::Arena &arena, const int *codes, int count, kitLink **out, in
   *outCount = count;
 }
 
+/* Bytes a slot takes by the lengths the store holds, as the packed layout
+** measures it, in 64 bits. */
+int64_t packedBytes(const kitField &f, int heldLength) {
+  if (f.kind == DD_KIND_POINTER) return 4;
+  if ((f.kind != DD_KIND_DC && f.kind != DD_KIND_STRUCTURE) || f.problem == KIT_FIELD_UNRESOLVED) return 0;
+  if (f.holdsData && f.tagType == MTYPE_FLAG) return 1;
+  return f.arrayCount >= 2 ? int64_t{heldLength} * f.arrayCount : heldLength;
+}
+
+/* A packed record whose fields end past what an int holds is laid out
+** empty by the store: length 0 and every offset 0. Its fields say why. */
+void markTooLong(kitDef &d) {
+  if (!d.packed || d.length != 0) return;
+  for (int i = 0; i < d.fieldCount; i++)
+    if (d.fields[i].offset != 0) return;
+  for (int i = 0; i < d.fieldCount; i++) d.fields[i].problem = KIT_FIELD_TOO_LONG;
+}
+
 /* The field table as the packed layout left it; the size of a slot is the
 ** library's own figure, also where a cycle or an unknown length made it
 ** zero or negative. What a slot of the model's own site holds is taken from
@@ -74,6 +92,8 @@ void readFields(kit::Arena &arena, const kitModel &m, kitDef &d) {
   if (slots == nullptr || count <= 0) return;
   d.fields = arena.make<kitField>(static_cast<size_t>(count));
   d.fieldCount = count;
+  int64_t end = 0; /* of the fields laid one after another */
+  bool pastInt = false;
   for (int i = 0; i < count; i++) {
     const ddField &slot = slots[i];
     kitField &f = d.fields[i];
@@ -119,7 +139,11 @@ void readFields(kit::Arena &arena, const kitModel &m, kitDef &d) {
       f.problem = KIT_FIELD_CYCLE;
     else if (f.size < 0)
       f.problem = KIT_FIELD_NO_SIZE;
+    int64_t bytes = packedBytes(f, heldLength);
+    end += bytes;
+    pastInt = pastInt || bytes > INT32_MAX || bytes < INT32_MIN || end > INT32_MAX || end < INT32_MIN;
   }
+  if (pastInt) markTooLong(d);
 }
 
 void readRecord(kit::Arena &arena, kitDef &d, int code, int siteNo) {

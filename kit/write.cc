@@ -234,7 +234,7 @@ private:
     if (r.fields[0].offset != 0) return true;
     for (int k = 0; k < r.fieldCount; k++) {
       const kitField &f = r.fields[k];
-      if (f.problem == KIT_FIELD_CYCLE) return false;
+      if (f.problem == KIT_FIELD_CYCLE || f.problem == KIT_FIELD_TOO_LONG) return false;
       int size = packedSize(f);
       if (size >= 0 && size != f.size) return true;
     }

@@ -1,9 +1,12 @@
 /*
 ** Hostile shapes of schema text: endless units through a pipe, nesting far
 ** deeper than the site can hold, and the deepest site the code space allows,
-** each imported in a thread with a small stack.
+** each imported in a thread with a small stack; records doubling in size or
+** in count, and lengths past what an int holds, in a bounded child process.
 */
 #include <pthread.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
 #include <csignal>
 #include <functional>
 #include <sstream>
@@ -54,6 +57,37 @@ const std::string &writeChain(int depth, bool ptr) {
       file << r << "Pad; " << r << name(level - 1) << (ptr ? ", PTR" : "") << "; };\n";
   }
   return schemaFile(file.str());
+}
+
+/* Records R1 up, each holding the one before twice; R0 holds one item. */
+std::string doubling(int depth, const std::string &item) {
+  std::string text = "dataDef Item { " + item + " };\nstruct S0 { Item; };\nrecordDef R0 { rktype_bead, S0 };\n";
+  for (int i = 1; i < depth; i++) {
+    std::string me = std::to_string(i), before = "R" + std::to_string(i - 1);
+    text += "struct S" + me + " { " + before + "; " + before + "; };\nrecordDef R" + me + " { rktype_bead, S" + me + " };\n";
+  }
+  return text;
+}
+
+/* Runs body in a child process that is killed after seconds and, in builds
+** without a memory checker (which reserves far more than it uses), fails to
+** map more than megabytes; true when body gave true. */
+bool inBoundedChild(unsigned seconds, size_t megabytes, const std::function<bool()> &body) {
+  std::fflush(stdout);
+  pid_t pid = fork();
+  if (pid == 0) {
+#ifndef RKRUNTIME_NO_POOL
+    rlimit space{megabytes << 20, megabytes << 20};
+    setrlimit(RLIMIT_AS, &space);
+#else
+    (void)megabytes;
+#endif
+    alarm(seconds);
+    _exit(body() ? 0 : 1);
+  }
+  int status = 0;
+  waitpid(pid, &status, 0);
+  return WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }
 
 } // namespace
@@ -148,4 +182,39 @@ TEST(Limits, ALinkListPastItsCountByteKeepsTheFirst255) {
   EXPECT_NE(GetCapturedStdout().find("ERROR: Parent list \"L\" of \"R\" has 300 items; the first 255 are kept.\n"),
             std::string::npos);
   EXPECT_EQ(ddGetParentCount(ddNameToCode("R")), 255);
+}
+
+/* Records of length 0 held twice over, 40 deep, used to be laid out 2^40
+** times; lengths past an int wrapped in silence. Each shape now ends at once,
+** and a length that does not fit is one error at the record, which is laid
+** out empty; the records holding it measure it as 0 bytes. */
+TEST(Limits, DoublingAndLengthsPastAnIntEndWithOneErrorEach) {
+  const struct {
+    std::string text;
+    std::vector<std::pair<const char *, int>> lengths;
+    int errorLine; /* of the record too long, 0 for none */
+  } shapes[] = {
+      {doubling(40, "rktype_text, LEN=0"), {{"R0", 0}, {"R39", 0}}, 0},
+      {doubling(64, "rktype_ival"), {{"R28", 1 << 30}, {"R29", 0}, {"R30", 0}, {"R63", 0}}, 3 + 2 * 29},
+      {"dataDef Big { rktype_text, LEN=1500000000 };\nstruct S { Big; Big; Big; };\nrecordDef R { rktype_bead, S };\n",
+       {{"R", 0}}, 3},
+      {"dataDef Big { rktype_text, LEN=1000000000, ACNT=3 };\nstruct S { Big; };\nrecordDef R { rktype_bead, S };\n",
+       {{"R", 0}}, 3},
+  };
+  for (const auto &shape : shapes) {
+    const std::string &path = schemaFile(shape.text);
+    bool ended = inBoundedChild(10, 256, [&] {
+      std::vector<int> errorLines;
+      ddSetMessageHandler([](const ddMessage *m, void *lines) {
+        if (std::string(m->id) == "record-too-long") static_cast<std::vector<int> *>(lines)->push_back(m->line);
+      }, &errorLines);
+      int site = -1;
+      EXPECT_EQ(ddImportSchema(path.c_str(), &site), 1);
+      for (auto [name, length] : shape.lengths) EXPECT_EQ(ddGetLength(ddNameToCode(name)), length) << name;
+      EXPECT_EQ(errorLines, shape.errorLine ? std::vector<int>{shape.errorLine} : std::vector<int>{});
+      for (int i = 0; i < ddGetFieldCount(ddNameToCode("R")); i++) EXPECT_EQ(ddGetField(ddNameToCode("R"))[i].offset, 0);
+      return !testing::Test::HasFailure();
+    });
+    EXPECT_TRUE(ended) << "in 10 s, within 256 MB: " << shape.text.substr(0, 80);
+  }
 }

@@ -289,26 +289,24 @@ int cmdHeader(const std::string &file, const std::string &output) {
   relayDiagnostics(loaded);
   if (loaded.site < 0) return EXIT_FAILED;
 
-  std::ostringstream text;
+  Model model = readModel(loaded.site);
+  if (!model) return EXIT_FAILED;
+  /* Written as it goes: a full site's header is many times its schema. */
+  bool toFile = !output.empty() && output != "-";
+  std::ofstream written;
+  if (toFile) written.open(output);
+  std::ostream &text = toFile ? written : std::cout;
   std::string guard = guardFor(loaded.path);
   text << "/*\n** Packed records of " << commentText(loaded.path) << ", written by rkdd header.\n"
        << "** Each struct lies byte for byte as the library lays the record out;\n"
        << "** the assertions make the compiler prove it. C11 or C++11 and later.\n*/\n"
        << "#ifndef " << guard << "\n#define " << guard << "\n\n" << kPrologue;
-  Model model = readModel(loaded.site);
-  if (!model) return EXIT_FAILED;
   HeaderWriter writer(text, *model, guard);
-  for (int i = 0; i < model->recordCount; i++) writer.record(model->records[i].code);
+  for (int i = 0; text && i < model->recordCount; i++) writer.record(model->records[i].code);
   text << kEpilogue << "\n#endif /* " << guard << " */\n";
-
-  if (output.empty() || output == "-") {
-    std::cout << text.str();
-  } else {
-    std::ofstream out(output);
-    if (!out || !(out << text.str()) || !out.flush()) {
-      std::cerr << "rkdd: cannot write " << output << ": " << std::strerror(errno) << "\n";
-      return EXIT_USAGE;
-    }
+  if (toFile && (!written || !written.flush())) {
+    std::cerr << "rkdd: cannot write " << output << ": " << std::strerror(errno) << "\n";
+    return EXIT_USAGE;
   }
   return failed(loaded) ? EXIT_FAILED : EXIT_OK;
 }

@@ -1,7 +1,7 @@
 /*
 ** The layout command: one record's packed layout drawn as a C-like struct,
 ** a field per line with its byte range and size, nested records expanded in
-** place and pointers marked.
+** place (each once, where it first appears) and pointers marked.
 */
 #include "tool.h"
 
@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <iostream>
+#include <set>
 
 namespace {
 
@@ -52,45 +53,67 @@ std::string arraySuffix(const kitField &f) {
   return f.arrayCount >= 2 ? std::string("[").append(std::to_string(f.arrayCount)).append("]") : "";
 }
 
-void expand(const kitModel &model, int record, long long base, int depth, std::vector<int> &path,
-            std::vector<Line> &lines) {
-  path.push_back(record);
-  for (const kitField &f : recordFields(model, record)) {
+/* The walk through one record's layout: the records whose expansion is
+** open, those expanded before, and the lines so far. A record held in line
+** in many places is drawn in full where it first appears and by a line of
+** its own after that, so that the lines grow with the site and not with
+** the number of ways through it. */
+struct Walk {
+  const kitModel &model;
+  std::vector<int> path;
+  std::set<int> shown;
+  std::vector<Line> lines;
+};
+
+/* A field drawn on one line: a pointer, a value, or a record not expanded. */
+void flatField(Walk &w, const kitField &f, long long at, int depth, std::string extra) {
+  std::string name = nameOf(f.code);
+  if (f.kind == DD_KIND_POINTER) {
+    std::string target = ddGetRSchema(f.code) ? "struct " + name : typeWord(f.code);
+    if (ddGetSchema(f.code) == nullptr) target = "void";
+    w.lines.push_back({depth, target + " *" + name + ";", note(at, f.size, "pointer")});
+    return;
+  }
+  std::string type = f.inLine               ? "struct " + name
+                     : ddGetSchema(f.code) ? typeWord(f.code)
+                                           : "(no definition)";
+  w.lines.push_back({depth, type + " " + name + arraySuffix(f) + ";", note(at, f.size, extra)});
+}
+
+void expand(Walk &w, int record, long long base, int depth) {
+  w.path.push_back(record);
+  w.shown.insert(record);
+  for (const kitField &f : recordFields(w.model, record)) {
     long long at = base + f.offset;
     std::string name = nameOf(f.code);
     std::string extra = kitFieldProblemText(f.problem);
-    if (f.kind == DD_KIND_POINTER) {
-      std::string target = ddGetRSchema(f.code) ? "struct " + name : typeWord(f.code);
-      if (ddGetSchema(f.code) == nullptr) target = "void";
-      lines.push_back({depth, target + " *" + name + ";", note(at, f.size, "pointer")});
-      continue;
-    }
     int low = 0, width = 0;
-    if (kitFieldBits(&model, &f, &low, &width))
+    if (kitFieldBits(&w.model, &f, &low, &width))
       extra = bitsNote(low, width, f.bitPos);
     else if (f.bitPos != 0 && extra.empty())
       extra = "bit position " + std::to_string(f.bitPos);
-    bool inPath = std::find(path.begin(), path.end(), f.code) != path.end();
-    if (!f.inLine || f.problem != KIT_FIELD_OK || inPath || depth >= kMaxDepth) {
-      std::string type = f.inLine               ? "struct " + name
-                         : ddGetSchema(f.code) ? typeWord(f.code)
-                                               : "(no definition)";
-      lines.push_back({depth, type + " " + name + arraySuffix(f) + ";", note(at, f.size, extra)});
+    bool inPath = std::find(w.path.begin(), w.path.end(), f.code) != w.path.end();
+    if (f.kind == DD_KIND_POINTER || !f.inLine || f.problem != KIT_FIELD_OK || inPath || depth >= kMaxDepth) {
+      flatField(w, f, at, depth, extra);
       continue;
     }
-    int each = ddGetLength(f.code);
-    if (f.arrayCount >= 2)
-      extra = std::to_string(f.arrayCount) + " x " + std::to_string(each) + ", first shown";
+    bool again = w.shown.count(f.code) != 0;
+    std::string array = std::to_string(f.arrayCount) + " x " + std::to_string(ddGetLength(f.code));
+    if (again) {
+      flatField(w, f, at, depth, f.arrayCount >= 2 ? array + ", shown above" : "shown above");
+      continue;
+    }
+    if (f.arrayCount >= 2) extra = array + ", first shown";
     if (ddGetFieldCount(f.code) == 0) {
-      lines.push_back({depth, "struct " + name + " { } " + name + arraySuffix(f) + ";",
-                       note(at, f.size, extra)});
+      w.lines.push_back({depth, "struct " + name + " { } " + name + arraySuffix(f) + ";",
+                         note(at, f.size, extra)});
       continue;
     }
-    lines.push_back({depth, "struct " + name + " {", note(at, f.size, extra)});
-    expand(model, f.code, at, depth + 1, path, lines);
-    lines.push_back({depth, "} " + name + arraySuffix(f) + ";", ""});
+    w.lines.push_back({depth, "struct " + name + " {", note(at, f.size, extra)});
+    expand(w, f.code, at, depth + 1);
+    w.lines.push_back({depth, "} " + name + arraySuffix(f) + ";", ""});
   }
-  path.pop_back();
+  w.path.pop_back();
 }
 
 /* The record of the loaded site with this name, or with this code. */
@@ -121,10 +144,10 @@ int cmdLayout(const std::string &file, const std::string &recordName) {
     const char *l = kitLevelName(level);
     head += ", " + (l ? std::string(l) : "level " + std::to_string(level));
   }
-  std::vector<Line> lines;
+  Walk walk{*model, {}, {}, {}};
+  std::vector<Line> &lines = walk.lines;
   lines.push_back({0, "struct " + nameOf(record) + " {", head});
-  std::vector<int> path;
-  expand(*model, record, 0, 1, path, lines);
+  expand(walk, record, 0, 1);
   lines.push_back({1, "/* size: " + std::to_string(ddGetLength(record)) + " bytes, " +
                         std::to_string(ddGetFieldCount(record)) + " fields */", ""});
   lines.push_back({0, "};", ""});

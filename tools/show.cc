@@ -1,7 +1,7 @@
 /*
 ** The show command: the sites that schema files become, as text for a person
-** or as one JSON document. Both are rendered from the same JSON values, so
-** they always carry the same facts.
+** or as one JSON document. Both are rendered from the same JSON value of each
+** definition, so they always carry the same facts, and written as they go.
 */
 #include "tool.h"
 #include "words.h"
@@ -94,22 +94,6 @@ Json dataJson(int code) {
   j["enum"] = ddIsEnumSet(code) != 0;
   j["label"] = text(ddGetLabel(code));
   j["description"] = text(ddGetDesc(code));
-  return j;
-}
-
-Json fileJson(const Loaded &loaded) {
-  Json j;
-  j["file"] = loaded.path;
-  j["imported"] = loaded.imported;
-  j["site"] = loaded.site >= 0 ? Json(loaded.site) : Json(nullptr);
-  j["diagnostics"] = diagnosticsJson(loaded.diagnostics);
-  Json records = Json::array(), data = Json::array();
-  Model model = readModel(loaded.site);
-  for (int i = 0; model && i < model->recordCount; i++)
-    records.push_back(recordJson(*model, model->records[i].code));
-  for (int i = 0; model && i < model->dataCount; i++) data.push_back(dataJson(model->data[i].code));
-  j["records"] = records;
-  j["data"] = data;
   return j;
 }
 
@@ -212,13 +196,67 @@ void printData(const Json &d) {
   attributes(d);
 }
 
-void printFile(const Json &f) {
-  if (f["site"].is_null()) return;
-  std::cout << plain(f["file"]) << ": site " << plain(f["site"]) << ", "
-            << countWords(f["records"].size(), "record", "records") << ", "
-            << countWords(f["data"].size(), "data item", "data items") << "\n";
-  for (const Json &r : f["records"]) printRecord(r);
-  for (const Json &d : f["data"]) printData(d);
+void printFile(const Loaded &loaded) {
+  Model model = readModel(loaded.site);
+  if (!model) return;
+  std::cout << loaded.path << ": site " << loaded.site << ", "
+            << countWords(model->recordCount, "record", "records") << ", "
+            << countWords(model->dataCount, "data item", "data items") << "\n";
+  for (int i = 0; i < model->recordCount; i++) printRecord(recordJson(*model, model->records[i].code));
+  for (int i = 0; i < model->dataCount; i++) printData(dataJson(model->data[i].code));
+}
+
+/* ---- the JSON document, written as it goes ---- */
+
+/* Writes v as dump(2) writes it inside a document whose lines, at v's
+** depth, are indented by indent spaces. */
+void put(const Json &v, int indent) {
+  std::string text = v.dump(2, ' ', false, Json::error_handler_t::replace);
+  size_t from = 0;
+  for (size_t end; (end = text.find('\n', from)) != std::string::npos; from = end + 1)
+    std::cout.write(text.data() + from, static_cast<std::streamsize>(end - from)) << "\n"
+                                                                               << std::string(indent, ' ');
+  std::cout.write(text.data() + from, static_cast<std::streamsize>(text.size() - from));
+}
+
+/* The key of an object's member, the first one or one after others. */
+void key(const char *name, int indent, bool first) {
+  std::cout << (first ? "\n" : ",\n") << std::string(indent, ' ') << '"' << name << "\": ";
+}
+
+/* An array at indent of count items, each written by item(i, its indent). */
+template <typename Item> void array(int count, int indent, Item item) {
+  if (count == 0) {
+    std::cout << "[]";
+    return;
+  }
+  std::cout << "[";
+  for (int i = 0; i < count; i++) {
+    std::cout << (i ? ",\n" : "\n") << std::string(indent + 2, ' ');
+    item(i, indent + 2);
+  }
+  std::cout << "\n" << std::string(indent, ' ') << "]";
+}
+
+/* One file's object: the loaded site one definition at a time, never the
+** whole site as one value. */
+void writeFile(const Loaded &loaded, int indent) {
+  Model model = readModel(loaded.site);
+  int records = model ? model->recordCount : 0, data = model ? model->dataCount : 0;
+  std::cout << "{";
+  key("file", indent + 2, true);
+  put(loaded.path, indent + 2);
+  key("imported", indent + 2, false);
+  put(loaded.imported, indent + 2);
+  key("site", indent + 2, false);
+  put(loaded.site >= 0 ? Json(loaded.site) : Json(nullptr), indent + 2);
+  key("diagnostics", indent + 2, false);
+  put(diagnosticsJson(loaded.diagnostics), indent + 2);
+  key("records", indent + 2, false);
+  array(records, indent + 2, [&](int i, int at) { put(recordJson(*model, model->records[i].code), at); });
+  key("data", indent + 2, false);
+  array(data, indent + 2, [&](int i, int at) { put(dataJson(model->data[i].code), at); });
+  std::cout << "\n" << std::string(indent, ' ') << "}";
 }
 
 } // namespace
@@ -226,24 +264,25 @@ void printFile(const Json &f) {
 int cmdShow(const std::vector<std::string> &files, bool json) {
   if (!openAll(files)) return EXIT_USAGE;
   int status = EXIT_OK;
-  Json all = Json::array();
+  std::vector<Loaded> all;
   for (const std::string &path : files) {
-    Loaded loaded = loadSchema(path);
-    relayDiagnostics(loaded);
-    if (failed(loaded)) status = EXIT_FAILED;
-    all.push_back(fileJson(loaded));
+    all.push_back(loadSchema(path));
+    relayDiagnostics(all.back());
+    if (failed(all.back())) status = EXIT_FAILED;
   }
   if (json) {
-    Json doc;
-    doc["format"] = JSON_FORMAT;
-    doc["files"] = all;
-    std::cout << doc.dump(2, ' ', false, Json::error_handler_t::replace) << "\n";
+    std::cout << "{";
+    key("format", 2, true);
+    std::cout << JSON_FORMAT;
+    key("files", 2, false);
+    array(static_cast<int>(all.size()), 2, [&](int i, int at) { writeFile(all[i], at); });
+    std::cout << "\n}\n";
   } else {
     bool first = true;
-    for (const Json &f : all) {
-      if (f["site"].is_null()) continue;
+    for (const Loaded &loaded : all) {
+      if (loaded.site < 0) continue;
       if (!first) std::cout << "\n";
-      printFile(f);
+      printFile(loaded);
       first = false;
     }
   }

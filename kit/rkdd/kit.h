@@ -44,7 +44,9 @@ enum {
   KIT_FIELD_UNRESOLVED = 1, /* the code names no definition */
   KIT_FIELD_CYCLE = 2,      /* a record that holds itself in line: no room */
   KIT_FIELD_NO_SIZE = 3,    /* the size came out negative */
-  KIT_FIELD_BAD_KIND = 4    /* the kind is none of DD_KIND_* */
+  KIT_FIELD_BAD_KIND = 4,   /* the kind is none of DD_KIND_* */
+  KIT_FIELD_TOO_LONG = 5    /* the record's fields end past what an int
+                            ** holds: the store laid it out empty */
 };
 
 /* One slot of a record's field table. */

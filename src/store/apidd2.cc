@@ -31,18 +31,15 @@ ddRSchema *asRecord(ddSchema *entry) {
   return reinterpret_cast<ddRSchema *>(entry);
 }
 
-/* Wrapping arithmetic: lengths are plain words, and a sum or product that
-** leaves the range of int wraps instead of being undefined. */
-int wrapAdd(int a, int b) {
-  return static_cast<int>(static_cast<uint32_t>(a) + static_cast<uint32_t>(b));
+/* Sizes and offsets are worked in 64 bits, where no sum of a record's 255
+** slots of at most 2^31 bytes each, nor a product of two ints, can overflow;
+** the store keeps only those that fit an int. */
+int64_t timesArray(int length, int arrayCount) {
+  return arrayCount >= 2 ? int64_t{length} * arrayCount : length;
 }
 
-int wrapMul(int a, int b) {
-  return static_cast<int>(static_cast<uint32_t>(a) * static_cast<uint32_t>(b));
-}
-
-int timesArray(int length, int arrayCount) {
-  return arrayCount >= 2 ? wrapMul(length, arrayCount) : length;
+bool fitsInt(int64_t size) {
+  return size >= INT32_MIN && size <= INT32_MAX;
 }
 
 } // namespace
@@ -287,13 +284,46 @@ bool onTheWay(const ddRSchema *record) {
   return false;
 }
 
+/* One layout pass: a ddFixup, or a ddPackFields of its own. A record laid
+** out in the pass at a length other than 0 says so by its length; the marks
+** tell the others apart: one laid out at length 0 (empty, or too long to
+** keep) from one not reached yet, and one found on the way, which closes a
+** cycle, without a second search of the way. So each record is laid out once
+** per pass, whatever its length, and normal sites leave the map empty. */
+enum LayoutMark { kNotReached = 0, kOnTheWay = 1, kLaidOut = 2 };
+struct LayoutPass {
+  std::unordered_map<const ddRSchema *, int> marks;
+
+  int markOf(const ddRSchema *record) const {
+    if (marks.empty()) return kNotReached;
+    auto found = marks.find(record);
+    return found == marks.end() ? kNotReached : found->second;
+  }
+  /* Whether a record of length 0 held in line is to be laid out before the
+  ** slot that holds it: reached neither before nor on the way here. */
+  bool needsLayout(const ddRSchema *record) {
+    if (record->fields == nullptr || markOf(record) != kNotReached) return false;
+    if (!onTheWay(record)) return true;
+    marks[record] = kOnTheWay;
+    return false;
+  }
+  void laidOut(const ddRSchema *record, int length) {
+    if (length == 0) marks[record] = kLaidOut;
+    else if (!marks.empty()) marks.erase(record);
+  }
+};
+
+int packRecord(ddRSchema *record, LayoutPass &pass);
+
 int clearPackedLength(ddSchema *entry, int, void *) {
   if (isPacked(entry)) entry->length = 0;
   return 1;
 }
 
-int layOutPacked(ddSchema *entry, int, void *) {
-  if (isPacked(entry) && entry->length == 0) entry->length = ddPackFields(asRecord(entry));
+int layOutPacked(ddSchema *entry, int, void *user) {
+  auto &pass = *static_cast<LayoutPass *>(user);
+  if (isPacked(entry) && entry->length == 0 && pass.markOf(asRecord(entry)) != kLaidOut)
+    entry->length = packRecord(asRecord(entry), pass);
   return 1;
 }
 
@@ -301,8 +331,9 @@ int layOutPacked(ddSchema *entry, int, void *) {
 
 void ddFixup(void) {
   if (ddFixupPending == 0) return;
+  LayoutPass pass;
   ddWalkSchemas(clearPackedLength, 1, 0, nullptr);
-  ddWalkSchemas(layOutPacked, 1, 0, nullptr);
+  ddWalkSchemas(layOutPacked, 1, 0, &pass);
   ddFixupPending = 0;
 }
 
@@ -313,7 +344,7 @@ namespace {
 struct PackFrame {
   ddRSchema *record;
   int slot;
-  int offset;
+  int64_t offset;
 };
 
 std::vector<PackFrame> &packFrames() {
@@ -322,7 +353,7 @@ std::vector<PackFrame> &packFrames() {
 }
 
 /* Bytes of one whole value of a data definition, arrayCount included. */
-int dataSize(const ddDSchema *d) {
+int64_t dataSize(const ddDSchema *d) {
   if (d->head.tagType == MTYPE_FLAG) {
     if (d->head.length > 1) {
       ddReportAtCode(d->head.code);
@@ -335,22 +366,99 @@ int dataSize(const ddDSchema *d) {
 
 /* Bytes the slot takes, as ddFieldSize gives them, with one difference: a
 ** record held in line that must be laid out first is handed back in *inner
-** (the slot's size then follows from its length), rather than laid out. */
-int measureSlot(const ddField &slot, ddRSchema **inner) {
+** (the slot's size then follows from its length), rather than laid out. A
+** record of length 0 that needs no layout measures 0: laid out so, without
+** fields, or held in line by itself, so that this slot closes the cycle. */
+int64_t measureSlot(const ddField &slot, LayoutPass &pass, ddRSchema **inner) {
   int kind = ddFieldKind(&slot);
   if (kind == DD_KIND_POINTER) return 4;
   if (kind != DD_KIND_DC && kind != DD_KIND_STRUCTURE) return 0;
   if (ddRSchema *r = ddGetRSchema(slot.code)) {
-    if (r->head.length == 0) {
-      /* Held in line by itself, directly or through others: this slot
-      ** closes the cycle and takes no room. Without fields it measures 0. */
-      if (r->fields != nullptr && !onTheWay(r)) *inner = r;
-      return 0;
-    }
+    if (r->head.length == 0 && pass.needsLayout(r)) *inner = r;
     return timesArray(r->head.length, r->head.arrayCount);
   }
   if (ddDSchema *d = ddGetDSchema(slot.code)) return dataSize(d);
   return 0;
+}
+
+/* A definition as a message names it: its name in quotes, or its code. */
+const char *nameForMessage(int code, char *out, size_t size) {
+  const char *name = ddGetName(code);
+  if (name != nullptr) std::snprintf(out, size, "\"%s\"", name);
+  else std::snprintf(out, size, "%d", code);
+  return out;
+}
+
+/* The record at hand does not fit what an int holds from its slot at hand
+** on: told, and laid out empty (length 0, every offset 0), so that queries
+** and the records holding it all see a record of 0 bytes. */
+void layOutEmpty(PackFrame &top) {
+  ddRSchema *r = top.record;
+  char record[128], field[128];
+  ddReportAtCode(r->head.code);
+  ddReport(DD_MSG_RECORD_TOO_LONG,
+           "ERROR: Record %s is longer than 2147483647 bytes at field %d (%s); its length and offsets are set to 0.\n",
+           nameForMessage(r->head.code, record, sizeof record), top.slot,
+           nameForMessage(r->fields[top.slot].code, field, sizeof field));
+  for (int i = 0; i < r->fieldCount; i++) r->fields[i].offset = 0;
+  top.offset = 0;
+  top.slot = r->fieldCount;
+}
+
+/* Gives the slot at hand the running offset and moves that on by size;
+** false when the slot or its end leaves the range of int, which lays the
+** record out empty and ends its frame. */
+bool placeSlot(PackFrame &top, int64_t size) {
+  int64_t end = top.offset + size;
+  if (!fitsInt(size) || !fitsInt(end)) {
+    layOutEmpty(top);
+    return false;
+  }
+  top.record->fields[top.slot].offset = static_cast<int32_t>(top.offset);
+  top.offset = end;
+  return true;
+}
+
+/* Places the top frame's slots from the one at hand on; gives the record a
+** slot holds in line that must be laid out first, or null when the frame is
+** done. */
+ddRSchema *placeSlots(PackFrame &top, LayoutPass &pass) {
+  for (; top.slot < top.record->fieldCount; top.slot++) {
+    ddRSchema *inner = nullptr;
+    int64_t size = measureSlot(top.record->fields[top.slot], pass, &inner);
+    if (inner != nullptr) return inner;
+    if (!placeSlot(top, size)) return nullptr;
+  }
+  return nullptr;
+}
+
+/* Records held in line are laid out on a stack on the heap, innermost on
+** top, so that the depth of nesting costs no stack of the caller's. Each
+** frame's record is on the way while its slots are measured; an inner
+** record gets its length when its frame ends, the outermost gives it. */
+int packRecord(ddRSchema *record, LayoutPass &pass) {
+  if (record->fields == nullptr) return 0;
+  auto &way = layoutOnTheWay();
+  auto &frames = packFrames();
+  size_t base = frames.size();
+  way.push_back(record);
+  frames.push_back({record, 0, 0});
+  for (;;) {
+    if (ddRSchema *inner = placeSlots(frames.back(), pass)) {
+      way.push_back(inner);
+      frames.push_back({inner, 0, 0});
+      continue;
+    }
+    ddRSchema *done = frames.back().record;
+    int length = static_cast<int>(frames.back().offset); /* placeSlot kept it in range */
+    pass.laidOut(done, length);
+    way.pop_back();
+    frames.pop_back();
+    if (frames.size() == base) return length;
+    done->head.length = length;
+    PackFrame &holder = frames.back();
+    if (placeSlot(holder, timesArray(length, done->head.arrayCount))) holder.slot++;
+  }
 }
 
 } // namespace
@@ -364,47 +472,9 @@ void ddFuzzResetFields(void) {
 }
 #endif
 
-/* Records held in line are laid out on a stack on the heap, innermost on
-** top, so that the depth of nesting costs no stack of the caller's. Each
-** frame's record is on the way while its slots are measured. */
 int ddPackFields(ddRSchema *record) {
-  if (record->fields == nullptr) return 0;
-  auto &way = layoutOnTheWay();
-  auto &frames = packFrames();
-  size_t base = frames.size();
-  way.push_back(record);
-  frames.push_back({record, 0, 0});
-  int innerLength = 0;
-  bool innerDone = false; /* the top frame's slot holds a record just laid out */
-  for (;;) {
-    PackFrame &top = frames.back();
-    ddField *fields = top.record->fields;
-    if (innerDone) {
-      innerDone = false;
-      ddRSchema *inner = ddGetRSchema(fields[top.slot].code);
-      inner->head.length = innerLength;
-      fields[top.slot].offset = top.offset;
-      top.offset = wrapAdd(top.offset, timesArray(innerLength, inner->head.arrayCount));
-      top.slot++;
-    }
-    ddRSchema *inner = nullptr;
-    for (; top.slot < top.record->fieldCount; top.slot++) {
-      int size = measureSlot(fields[top.slot], &inner);
-      if (inner != nullptr) break;
-      fields[top.slot].offset = top.offset;
-      top.offset = wrapAdd(top.offset, size);
-    }
-    if (inner != nullptr) {
-      way.push_back(inner);
-      frames.push_back({inner, 0, 0});
-      continue;
-    }
-    innerLength = top.offset;
-    way.pop_back();
-    frames.pop_back();
-    if (frames.size() == base) return innerLength;
-    innerDone = true;
-  }
+  LayoutPass pass;
+  return packRecord(record, pass);
 }
 
 int ddFieldSize(const ddField *slot) {
@@ -420,6 +490,7 @@ int ddFieldSize(const ddField *slot) {
 }
 
 int ddSizeOfCode(int code) {
+  int64_t size = 0;
   if (ddRSchema *r = ddGetRSchema(code)) {
     if (r->head.length == 0) {
       /* Held in line by itself, directly or through others: this slot
@@ -427,10 +498,11 @@ int ddSizeOfCode(int code) {
       if (onTheWay(r)) return 0;
       r->head.length = ddPackFields(r);
     }
-    return timesArray(r->head.length, r->head.arrayCount);
+    size = timesArray(r->head.length, r->head.arrayCount);
+  } else if (ddDSchema *d = ddGetDSchema(code)) {
+    size = dataSize(d);
   }
-  if (ddDSchema *d = ddGetDSchema(code)) return dataSize(d);
-  return 0;
+  return fitsInt(size) ? static_cast<int>(size) : 0; /* as a slot of a record laid out empty */
 }
 
 /* ---------------------------------------------------------------------------

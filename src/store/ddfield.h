@@ -8,9 +8,18 @@
 ** - In-line cycles. A record that holds itself in line, directly or through
 **   other records (slots of kind 0 or 2), is laid out with a list of the
 **   records "on the way": ddPackFields puts its record on the list while it
-**   measures the slots, and ddSizeOfCode gives 0 for a record that is on the
-**   list and still has length 0. So the slot that closes the cycle takes 0
-**   bytes, every other slot is measured as usual, and the pass ends.
+**   measures the slots, and a record that is on the list and still has
+**   length 0 measures 0. So the slot that closes the cycle takes 0 bytes,
+**   every other slot is measured as usual, and the pass ends.
+** - Once per pass. A pass (ddFixup, or a ddPackFields of its own) marks the
+**   records it laid out at length 0, so a record of real length 0, held in
+**   line by many slots, is laid out once like any other: a pass costs time
+**   linear in the slots of the sites, whatever their lengths.
+** - Lengths that do not fit. Sizes and offsets are worked in 64 bits. A
+**   record whose slot size, slot offset or length leaves the range of int
+**   is reported (record-too-long) and laid out empty: length 0, every
+**   offset 0. It is marked laid out, and the records holding it measure it
+**   as 0 bytes, so one error names the record at fault and nothing wraps.
 ** - Follow queries. ddIsFieldFollowInLine and ddIsFieldFollowPointer keep a
 **   set of the records already entered during one query and do not enter a
 **   record twice; a record entered before either is on the way or has been
@@ -32,7 +41,8 @@
 **   measured as stored: the field pulls the running offset back
 **   by 1 (or by its arrayCount), so a packed record holding only such a field
 **   reports a length of -1. Nothing allocates or indexes by these lengths, so
-**   nothing crashes; sums wrap as unsigned 32-bit numbers, never overflow.
+**   nothing crashes; an offset may fall below 0, but not below what an int
+**   holds, or the record is laid out empty as above.
 ** - Paths. ddFindPath keeps a set of the records entered during one search
 **   and gives null for a record entered before: one on the way, or one whose
 **   search ended without a hit (which would end so again, since whether a
@@ -79,9 +89,10 @@ int ddCheckFieldTable(const ddField *fields, int count, int refusePacked);
 /* Replaces the record's table with a store-owned copy; 0 when refused. */
 int ddReplaceFieldTable(ddRSchema *record, const ddField *fields, int count);
 
-/* Bytes the slot takes in its record. */
+/* Bytes the slot takes in its record; 0 for a size an int cannot hold. */
 int ddFieldSize(const ddField *slot);
-/* Lays the record's slots out one after another; gives the sum. */
+/* Lays the record's slots out one after another, and the records they hold
+** in line that need it; gives the sum (0 when it does not fit an int). */
 int ddPackFields(ddRSchema *record);
 /* Bytes of one whole value of that code, arrayCount included. */
 int ddSizeOfCode(int code);

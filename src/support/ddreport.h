@@ -58,6 +58,7 @@
   X(MULTI_BIT_FLAG, "multi-bit-flag", NOTE, 1)                           \
   X(COMPILED_TABLE, "compiled-table", ERROR, 1)                          \
   X(LEVEL_OVERFLOW, "level-overflow", WARNING, 1)                        \
+  X(RECORD_TOO_LONG, "record-too-long", ERROR, 1)                        \
   /* heard by a handler alone */                                         \
   X(BAD_NUMBER, "bad-number", WARNING, 0)                                \
   X(RANGE_INVERTED, "range-inverted", WARNING, 0)                        \

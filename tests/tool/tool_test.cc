@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -33,11 +34,11 @@ std::string tempPath(const std::string &what) {
 }
 
 /* Runs the tool with args; feed, when given, is a command whose output is
-** piped to the tool's standard input. */
-Result rkdd(const std::string &args, const std::string &feed = "") {
+** piped to the tool's standard input, and under one that runs the tool. */
+Result rkdd(const std::string &args, const std::string &feed = "", const std::string &under = "") {
   std::string out = tempPath("out"), err = tempPath("err");
   std::string pipe = feed.empty() ? "" : feed + " | ";
-  std::string cmd = "cd '" RKDD_SOURCE_DIR "' && " + pipe + "'" RKDD_TOOL "' " + args + " >" + out +
+  std::string cmd = "cd '" RKDD_SOURCE_DIR "' && " + pipe + under + " '" RKDD_TOOL "' " + args + " >" + out +
                     " 2>" + err;
   int raw = std::system(cmd.c_str());
   Result r{WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, slurp(out), slurp(err)};
@@ -96,6 +97,28 @@ TEST(Tool, LayoutDrawsOneRecord) {
   expectOutput("layout " + kScene + " 259", 0, "scene.layout.txt");
   expectOutput("layout " + kOdd + " Holder", 1, "odd.layout.txt");
   expectRun("layout " + kScene + " NoSuchRecord", 1, nullptr, "has no record NoSuchRecord");
+  expectRun("layout tests/mistakes/record_too_long.schema Huge", 1,
+            "rktype_text Big;                    /* 0            0  record too long, laid out empty */",
+            "error: Record \"Huge\" is longer than 2147483647 bytes");
+
+  /* Records each holding the one before twice, 30 deep: 2^30 ways through
+  ** R29, drawn in lines linear in the depth, within 10 s and (where no
+  ** sanitizer reserves its shadow) 256 MB. */
+  std::string fan = tempPath("fan.schema");
+  std::ofstream text(fan);
+  text << "dataDef Z { rktype_cval };\nstruct S0 { Z; };\nrecordDef R0 { rktype_bead, S0 };\n";
+  for (int i = 1; i < 30; i++)
+    text << "struct S" << i << " { R" << i - 1 << "; R" << i - 1 << "; };\nrecordDef R" << i << " { rktype_bead, S" << i << " };\n";
+  text.close();
+#ifdef RKDD_TOOL_SANITIZED
+  Result r = rkdd("layout " + fan + " R29", "", "timeout 10");
+#else
+  Result r = rkdd("layout " + fan + " R29", "", "timeout 10 prlimit --as=268435456");
+#endif
+  std::remove(fan.c_str());
+  EXPECT_EQ(r.status, 0) << r.err;
+  EXPECT_LT(std::count(r.out.begin(), r.out.end(), '\n'), 4 * 30) << r.out.substr(0, 2000);
+  EXPECT_TRUE(hasLine(r.out, "    struct R28 R28; ", "268435456..536870911 268435456  shown above */")) << r.out;
 }
 
 TEST(Tool, CheckEndsOnEndlessInput) {
