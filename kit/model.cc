@@ -7,6 +7,7 @@
 #include <rkdd/kit.h>
 
 #include "arena.h"
+#include "schematext.h"
 
 #include <cstring>
 
@@ -245,7 +246,7 @@ const kitDef *kitFindCode(const kitModel *model, int code) {
 
 int kitBitWidths(const kitModel *model, int32_t *widths) {
   if (model == nullptr || widths == nullptr) return 0;
-  constexpr int kEnumDefault = 4; /* bits of an enumeration that gives no LEN */
+  const int kEnumDefault = kit::defaultLength(MTYPE_ENUM); /* bits of one that gives no LEN */
   for (int i = 0; i < model->dataCount; i++) widths[i] = model->data[i].tagType == MTYPE_FLAG;
   auto bits = [](const kitField &f) {
     return f.holdsData && (f.tagType == MTYPE_FLAG || f.tagType == MTYPE_ENUM);

@@ -32,8 +32,6 @@ constexpr size_t kTextMax = RKDD_TEXT_MAX;
 constexpr size_t kLineWidth = 96;
 /* Names are padded to this width at most, so that lists line up. */
 constexpr size_t kPadMax = 20;
-/* Bits of an enumeration whose file gives no LEN. */
-constexpr int kEnumWidth = 4;
 
 /* The reader's character sets; the terminator of each set is no member. */
 bool inSet(int c, const char *set) { return c != 0 && std::strchr(set, c) != nullptr; }
@@ -361,8 +359,8 @@ private:
       auto bits = enumWidths_.find(d.code);
       if (bits != enumWidths_.end() && bits->second == 0)
         warn("data item %s: no record's layout tells its width in bits, written without LEN "
-             "(%d bits)", name.c_str(), kEnumWidth);
-      else if (bits != enumWidths_.end() && bits->second != kEnumWidth)
+             "(%d bits)", name.c_str(), kit::defaultLength(MTYPE_ENUM));
+      else if (bits != enumWidths_.end() && bits->second != kit::defaultLength(MTYPE_ENUM))
         items.push_back("LEN=" + std::to_string(bits->second));
       if (enums_.count(d.code)) items.push_back("ENUM");
       if (d.rangeSet) {

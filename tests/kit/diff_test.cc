@@ -85,8 +85,10 @@ struct Rule {
 };
 
 const Rule kRules[] = {
-  {"AddedOverAnOldCode", "dataDef Spare", "dataDef Other",
+  {"AddedOverAnOldCode", "dataDef Spare { rktype_ival", "dataDef Other { rktype_fval",
    {"Other added breaking", "Spare removed breaking"}},
+  /* Same code and layout: data reads the same, a look-up by the old name fails. */
+  {"Renamed", "dataDef Spare", "dataDef Other", {"Other renamed breaking"}},
   {"CodeRenumbered", "dataDef Lit   { rktype_flag };\ndataDef Spare { rktype_ival };",
    "dataDef Spare { rktype_ival };\ndataDef Lit   { rktype_flag };",
    {"Lit code breaking", "Spare code breaking"}},
