@@ -114,6 +114,16 @@ TEST(CompiledSite, BoundsBeyondTheCountAreWalkedAndSkippedSlotsLeftAlone) {
   EXPECT_EQ(V({s->recordTable[1].links->parentCount, s->recordTable[1].links->parents[0]}), V({1, kRoot}));
 }
 
+/* A site compiled with no definitions, its empty data range starting where
+** its records do, still takes new records there. */
+TEST(CompiledSite, AnEmptyDataRangeAtTheRecordBaseLeavesRoomForRecords) {
+  static ddRSchema records[1];
+  static ddDSchema items[1];
+  static int32_t rmap[1], dmap[1];
+  int n = install("bare", {records, 0, 256, 255, 256, rmap, items, 0, 256, 255, 256, dmap});
+  EXPECT_EQ(ddNewRecordDef(n), n * 4096 + 256);
+}
+
 TEST(CompiledSite, LevelsStopAtTheTopWithAWarningEachTime) {
   newSite("core", "empty core");
   static int32_t dmap[1];

@@ -132,8 +132,8 @@ TEST(Queries, ValuesAsStoredDecodedAndNoEntryResults) {
   ddDeRcode(0, &index, &tag, &length, &name, &count, &level);
   ddDeRcode(0, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr);
   int none = index;
-  ddDeDcode(r, &index, &tag, &length, &name);
-  EXPECT_EQ(V({none, index, name == nullptr}), V({0, 1, 1}));
+  ddDeDcode(r, &index, &tag, &length, &name); /* a record's code: nothing of a data item */
+  EXPECT_EQ(V({none, index, tag, length, name == nullptr}), V({0, 1, 0, 0, 1}));
   ddSetName(d, "dat");
   ddSetLength(d, 4);
   ddDeDcode(d, &index, &tag, &length, &name);

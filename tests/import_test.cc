@@ -45,6 +45,31 @@ TEST(Import, CodesFollowFileOrderAndForwardReferencesResolve) {
   EXPECT_EQ(V({ddGetLength(first), ddGetParentNth(first, 0), ddGetParentNth(first, 1)}), V({10, later, first}));
 }
 
+/* Bits: a flag takes one, an enumeration its LEN (one when LEN=0, which is
+** reported), and a member not held in bits takes none and ends the byte. */
+TEST(Import, BitPositionsFollowTheWidthsOfTheMembersBefore) {
+  struct Case {
+    const char *members;
+    std::vector<int> bits;
+  };
+  const Case cases[] = {
+      {"F; E3; G;", {0, 1, 4}},
+      {"E0; E3; F;", {0, 1, 4}},
+      {"F; T; G;", {0, 0, 0}},
+  };
+  for (const Case &c : cases) {
+    int site = -1;
+    ASSERT_EQ(import(std::string("dataDef F { rktype_flag };\ndataDef G { rktype_flag };\n"
+                                 "dataDef E0 { rktype_enum, LEN=0 };\ndataDef E3 { rktype_enum, LEN=3 };\n"
+                                 "dataDef T { rktype_text, LEN=8 };\nstruct S { ") +
+                         c.members + " };\nrecordDef R { rktype_bead, S };\n", &site), 1) << c.members;
+    const ddField *f = ddGetField(ddSiteGetNthRcode(site, 0));
+    std::vector<int> bits;
+    for (size_t i = 0; i < c.bits.size(); i++) bits.push_back(static_cast<int>(f[i].bits & DD_FIELD_BITPOS_MASK));
+    EXPECT_EQ(bits, c.bits) << c.members;
+  }
+}
+
 TEST(Import, SitesFromEmptyFailedAndRepeatedImports) {
   int site = -1, untouched = 42;
   ASSERT_EQ(import("// nothing but a comment\n/* and another */\n", &site), 1);

@@ -65,9 +65,10 @@ TEST(Guards, ReportOnStandardErrorAndCarryOn) {
   mlist *list = mlistNew();
   testing::internal::CaptureStderr();
   mlistPush(list, 0); /* a zero value is reported, and pushed all the same */
-  EXPECT_EQ(W({mlistCount(nullptr), mlistFind(list, 0, numeric)}), W({0, 0}));
+  EXPECT_EQ(W({mlistCount(nullptr), mlistFind(nullptr, 1, numeric), mlistFind(list, 0, numeric)}), W({0, 0, 0}));
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "rkdd: pointer guard failed in mlistPush\n"
                                                     "rkdd: pointer guard failed in mlistCount\n"
+                                                    "rkdd: pointer guard failed in mlistFind\n"
                                                     "rkdd: pointer guard failed in mlistFind\n");
   EXPECT_EQ(mlistCount(list), 1);
   mlist unwritten;

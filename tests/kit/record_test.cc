@@ -188,7 +188,7 @@ TEST(Record, RandomBytesComeBackThroughJsonInEveryByteAFieldCovers) {
 }
 
 /* A random value of a field, as the JSON writer writes it. */
-std::string randomValue(const kitItem &item, std::mt19937 &random) {
+std::string randomValue(const kitModel *model, const kitItem &item, std::mt19937 &random) {
   const char *pieces[] = {"a", "Z", " ", "é", "€", "😀", "\\\"", "\\\\", "\\n", "\\u0001", "\\udcff", "\\u0000"};
   const int sizes[] = {1, 1, 1, 2, 3, 4, 1, 1, 1, 1, 1, 1};
   char buf[64];
@@ -223,7 +223,8 @@ std::string randomValue(const kitItem &item, std::mt19937 &random) {
     bool isSigned = item.field->kind != DD_KIND_POINTER &&
                     (item.field->tagType == MTYPE_CHAR || item.field->tagType == MTYPE_SHORT ||
                      item.field->tagType == MTYPE_INT);
-    if (item.field->tagType == MTYPE_ENUM) bits -= item.field->bitPos % bits;
+    int low = 0, width = 0;
+    if (item.field->tagType == MTYPE_ENUM && kitFieldBits(model, item.field, &low, &width)) bits = width;
     uint64_t u = ((uint64_t(random()) << 32) | random()) & (bits >= 64 ? ~0ull : (1ull << bits) - 1);
     if (isSigned && (u >> (bits - 1))) return std::to_string(int64_t(u | ~0ull << (bits - 1)));
     return std::to_string(u);
@@ -234,6 +235,7 @@ std::string randomValue(const kitItem &item, std::mt19937 &random) {
 /* Writes compact JSON with random values, following the walk of a record. */
 struct JsonMaker {
   std::mt19937 *random;
+  const kitModel *model;
   std::string out = "{";
   std::vector<int> counts{0};
 };
@@ -247,7 +249,7 @@ int makeJson(const kitItem *item, void *context) {
   }
   if (m.counts.back()++ > 0) m.out += ",";
   if (item->index < 0) m.out += "\"" + std::string(item->key) + "\":";
-  if (item->event == KIT_ITEM_VALUE) m.out += randomValue(*item, *m.random);
+  if (item->event == KIT_ITEM_VALUE) m.out += randomValue(m.model, *item, *m.random);
   else {
     m.out += item->event == KIT_ITEM_RECORD ? "{" : "[";
     m.counts.push_back(0);
@@ -262,7 +264,7 @@ TEST(Record, RandomJsonComesBackFromTheBytes) {
     Fixture f(s, name);
     Bytes zero(static_cast<size_t>(kitRecordLength(f.type.get())));
     for (int round = 0; round < 2000; round++) {
-      JsonMaker maker{&random};
+      JsonMaker maker{&random, f.model.get()};
       kitRecordWalk(f.type.get(), zero.data(), zero.size(), makeJson, &maker, nullptr);
       maker.out += "}";
       kitRecordError err;

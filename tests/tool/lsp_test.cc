@@ -171,7 +171,7 @@ TEST(Lsp, FeaturesOfTheExample) {
     int definitionLine;
   } cases[] = {
       {38, 6, "in record `LpLight`: offset 33, size 1, bit 1", 15},    /* a flag member */
-      {39, 6, "offset 34, size 28 (in line)", 51},                      /* a record held in line, two of 14 */
+      {39, 6, "offset 34, size 28 (inline)", 51},                      /* a record held in line, two of 14 */
       {41, 6, "offset 66, size 4 (pointer)", 53},                       /* a pointer member */
       {55, 12, "packed length 78 bytes, 9 fields", 55},                 /* a record's name */
       {62, 28, "**LpHeader**: record", 53},                             /* a list item */
