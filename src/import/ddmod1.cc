@@ -370,6 +370,7 @@ int ddImportSchema(const char *path, int *siteNo) {
     ddFixup();
   }
   ddCacheFixups(caching);
+  ddIndexRefresh(); /* built here, so that queries after the import only read it */
   return result;
 }
 
