@@ -34,7 +34,10 @@ struct LookupCache {
   int code;
   ddSchema *entry;
 };
-thread_local LookupCache ddLookupCache;
+/* Initial-exec: one load from the thread pointer instead of a call on every
+** look-up. The 24 bytes fit the room the C library keeps for the static
+** thread storage of libraries opened later with dlopen. */
+[[gnu::tls_model("initial-exec")]] thread_local LookupCache ddLookupCache;
 uint64_t ddTableGeneration = 1; /* 64 bits: it never wraps */
 
 BlockRegistry &ownedBlocks() {

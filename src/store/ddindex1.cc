@@ -79,7 +79,8 @@ SiteShape shapeOf(int n) {
   return {s->recordTable, s->dataTable, s->recordCount, s->dataCount, stamps[n]};
 }
 
-bool current(const Index &index) {
+/* Every search asks this first, so it is inlined there. */
+[[gnu::always_inline]] inline bool current(const Index &index) {
   if (index.siteCount != ddSiteTableCount) return false;
   for (int n = 0; n < ddSiteTableCount; n++) {
     SiteShape now = shapeOf(n), was = index.shapes[n];
@@ -114,12 +115,10 @@ void build(Index &index) {
   index.siteCount = ddSiteTableCount;
 }
 
-/* The published index, built anew first when the tables changed since. */
-const Index &freshIndex() {
-  Index *index = published.load(std::memory_order_acquire);
-  if (index != nullptr && current(*index)) return *index;
+/* A new index for tables that changed since the published one was built. */
+[[gnu::noinline, gnu::cold]] const Index &rebuiltIndex() {
   std::lock_guard<std::mutex> hold(building);
-  index = published.load(std::memory_order_acquire);
+  Index *index = published.load(std::memory_order_acquire);
   if (index != nullptr && current(*index)) return *index; /* another search built it */
   /* The retired index is free to use again, for the reason above. */
   Index *next = retired ? retired : new Index;
@@ -128,6 +127,14 @@ const Index &freshIndex() {
   retired = index;
   published.store(next, std::memory_order_release);
   return *next;
+}
+
+/* The published index, built anew first when the tables changed since. */
+const Index &freshIndex() {
+  Index *index = published.load(std::memory_order_acquire);
+  if (index != nullptr && current(*index)) [[likely]]
+    return *index;
+  return rebuiltIndex();
 }
 
 template <typename Map, typename Key> const Place *probe(const Map &map, Key key) {

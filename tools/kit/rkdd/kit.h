@@ -3,6 +3,13 @@
 ** interface alone. It reads one site into a model of plain structs, writes a
 ** model back as schema text, and lists the differences between two models.
 ** It compiles as C99 and as C++.
+**
+** Threads. kitModelRead asks the library's queries only, so it may run on
+** any number of threads at once, beside any other queries, on sites that no
+** thread changes meanwhile. Every other function reads nothing but the
+** models and lists it is handed and keeps no state of its own: any of them
+** may run on several threads at once, as long as no thread frees those
+** models or lists meanwhile.
 */
 #ifndef RKDD_KIT_H
 #define RKDD_KIT_H
