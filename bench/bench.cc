@@ -334,6 +334,40 @@ void wideLookup(benchmark::State &state, int which) {
     lookups(state, w.protoFields, w.ok, [](const auto &f) { return f.first->FindFieldByName(f.second); });
 }
 
+/* Look-ups on one thread and on two at once over the ten full sites: names,
+** and the offset of every field of the records those names give. Counted
+** per second of wall time, so that two threads on two free cores should
+** count about twice what one does; each thread starts at its own key. */
+const std::vector<std::pair<int, int>> &fieldPairs() {
+  static const auto pairs = [] {
+    std::vector<std::pair<int, int>> out;
+    for (const std::string &name : keys().recordNames) {
+      int code = ddNameToCode(name.c_str());
+      for (int j = 0; j < ddGetFieldCount(code); j++) out.emplace_back(code, ddGetFieldNth(code, static_cast<unsigned>(j)));
+    }
+    return out;
+  }();
+  return pairs;
+}
+
+void threadedLookup(benchmark::State &state, int which) {
+  bool ok = tenSites();
+  const std::vector<std::string> &names = keys().names;
+  const auto &pairs = fieldPairs();
+  if (!ok || pairs.empty()) state.SkipWithError("setup failed");
+  size_t n = which == 0 ? names.size() : pairs.size(), i = static_cast<size_t>(state.thread_index()) * n / 2;
+  for (auto _ : state) {
+    if (which == 0) {
+      benchmark::DoNotOptimize(ddNameToCode(names[i].c_str()));
+    } else {
+      int offset = 0;
+      benchmark::DoNotOptimize(ddGetFieldOffset(pairs[i].first, pairs[i].second, &offset, nullptr, nullptr) + offset);
+    }
+    if (++i == n) i = 0;
+  }
+  state.SetItemsProcessed(static_cast<int64_t>(state.iterations()));
+}
+
 void registerAll() {
   using benchmark::RegisterBenchmark;
   for (const gen::Size &size : kSizes)
@@ -359,6 +393,12 @@ void registerAll() {
   const char *fields[] = {"ddGetFieldOffset", "ddGetSchema", "ddIsField", "flatbuffers_fields.Lookup",
                           "protobuf_FindFieldByName"};
   for (int i = 0; i < 5; i++) RegisterBenchmark((std::string("Fields255/") + fields[i]).c_str(), wideLookup, i);
+  const char *threaded[] = {"ddNameToCode", "ddGetFieldOffset"};
+  for (int i = 0; i < 2; i++)
+    RegisterBenchmark((std::string("Threads/") + threaded[i]).c_str(), threadedLookup, i)
+        ->Threads(1)
+        ->Threads(2)
+        ->UseRealTime();
 }
 
 } // namespace

@@ -26,7 +26,7 @@ std::map<std::string, double> readResults(const std::vector<std::string> &files)
       std::string aggregate = b.value("aggregate_name", "");
       if (!aggregate.empty() && aggregate != "median") continue;
       std::string name = b.value("run_name", b.value("name", ""));
-      for (const char *cut : {"/manual_time", "/iterations:", "/repeats:", "/min_time:"})
+      for (const char *cut : {"/manual_time", "/real_time", "/iterations:", "/repeats:", "/min_time:"})
         if (auto at = name.find(cut); at != std::string::npos) name.erase(at);
       if (b.contains("peak_kb")) {
         values[name] = b["peak_kb"].get<double>();
@@ -35,6 +35,7 @@ std::map<std::string, double> readResults(const std::vector<std::string> &files)
       /* The start-up children's counts, each under the name and its own. */
       for (const char *counter : {"faults", "rss_kb", "anon_kb", "heap_kb"})
         if (b.contains(counter)) values[name + "#" + counter] = b[counter].get<double>();
+      if (b.contains("items_per_second")) values[name + "#items"] = b["items_per_second"].get<double>();
       /* A manual time is the child's own CPU time; otherwise take this process's. */
       bool manual = b.value("run_name", b.value("name", "")).find("/manual_time") != std::string::npos;
       static const std::map<std::string, double> unit = {{"ns", 1e-9}, {"us", 1e-6}, {"ms", 1e-3}, {"s", 1}};
@@ -160,6 +161,19 @@ int main(int argc, char **argv) {
   for (const char *f : {"Small/ddNameToCode", "Small/flatbuffers_LookupStruct", "Small/protobuf_FindMessageTypeByName"})
     if (v.count(f)) std::printf("%-40s %12s\n", (std::string("name look-up, 64/32/8: ") + (f + 6)).c_str(),
                                 amount(v[f], false).c_str());
+  /* Look-ups per second of wall time on one thread and on two (the Threads group). */
+  if (v.count("Threads/ddNameToCode/threads:1#items")) {
+    std::printf("\n%-40s %12s %14s %14s\n", "look-ups per second, 10 full sites", "1 thread", "2 threads", "2 / 1");
+    for (const char *f : {"ddNameToCode", "ddGetFieldOffset"}) {
+      std::string one = std::string("Threads/") + f + "/threads:1#items", two = std::string("Threads/") + f + "/threads:2#items";
+      auto rate = [&](const std::string &key) {
+        char text[32] = "missing";
+        if (v.count(key)) std::snprintf(text, sizeof text, "%.1f M", v[key] / 1e6);
+        return std::string(text);
+      };
+      std::printf("%-40s %12s %14s %14s\n", f, rate(one).c_str(), rate(two).c_str(), ratio(two, one).c_str());
+    }
+  }
   /* The companion library (the Export group), beside the import of the same site. */
   const std::string wide = "2048/1792/255", import = "Export/import/" + wide;
   if (v.count(import)) {

@@ -16,12 +16,13 @@ rm -rf "$results"
 mkdir -p "$results"
 
 # Imports fork a child per measurement, so they share one process; the ten
-# sites of Sites10 and the wide site of Fields255 fill a process of their own.
+# sites of Sites10 (and Threads) and the wide site of Fields255 fill a process
+# of their own.
 # Start runs this program anew for each of its measurements (15 each, fixed
 # in the benchmark); Small looks names up in one small site.
 # Repetitions of a group's benchmarks are run in a random order among each
 # other, so that a slow spell of a shared machine falls on all of them alike.
-for group in Import Memory SetCode Sites10 Peers10 Fields255 Start Small Export Diff Doc; do
+for group in Import Memory SetCode Sites10 Peers10 Fields255 Threads Start Small Export Diff Doc; do
   echo "== $group" >&2
   "$build/bench/rkdd_bench" --benchmark_filter="^$group/" --benchmark_min_time=0.2 \
     --benchmark_repetitions=3 --benchmark_enable_random_interleaving=true --benchmark_report_aggregates_only=true \

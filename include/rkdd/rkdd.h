@@ -3,6 +3,15 @@
 ** This is the whole public interface: the structures that libraries with a
 ** compiled schema share with the store, and every exported dd function.
 ** It compiles as C99 and as C++.
+**
+** Threads. A query (a function that changes no definition) may run on any
+** number of threads at once and gives the answer it gives on one thread, as
+** long as no thread changes the schema meanwhile. A function that changes
+** the schema needs the whole library to itself, whatever site it changes:
+** no other dd call may run on any thread until it returns, since layout and
+** the indexes by name, label and level span every site. Each group below
+** says which of its functions are queries. Entries, field tables and texts
+** that queries return stay valid and unchanged until the next change.
 */
 #ifndef RKDD_RKDD_H
 #define RKDD_RKDD_H
@@ -174,6 +183,7 @@ RKDD_ASSERT_(site_code_offset, offsetof(ddSite, codeOffset) == 192);
 
 /* ---------------------------------------------------------------------------
 ** Sites and codes. A code is siteNo * 4096 + a local code; 0 names nothing.
+** ddNewSite changes the schema; the other functions of this group are queries.
 */
 
 /* Finds the site with this id (and desc, when desc is given) or makes a new
@@ -211,7 +221,8 @@ RKDD_API int ddGetMyCode(int code);
 RKDD_API int ddGetUCode(const char *id, int local);
 
 /* ---------------------------------------------------------------------------
-** Lookups and plain queries. Texts returned belong to the store.
+** Lookups and plain queries. Texts returned belong to the store. All are
+** queries.
 */
 
 /* The entry of either kind for a code, or null. */
@@ -263,7 +274,8 @@ RKDD_API void ddDeDcode(int code, int *index, int *tagType, int *length,
 
 /* ---------------------------------------------------------------------------
 ** Creating and editing definitions. Setters give 1 on success, 0 when the
-** code names no fitting definition, and change nothing on failure.
+** code names no fitting definition, and change nothing on failure. Each
+** function of this group changes the schema.
 */
 
 /* Code of a new record (data) definition in the site, or 0. */
@@ -289,7 +301,9 @@ RKDD_API int ddSetIlevel(int code, int ilevel);
 RKDD_API int ddSetMaxId(int code, int maxId);
 
 /* ---------------------------------------------------------------------------
-** Record fields and layout.
+** Record fields and layout. The setters, ddCacheFixups and ddFixup change
+** the schema (and so does writing into a table that ddGetField gives); the
+** other functions of this group are queries.
 */
 
 /* Replaces the field table of a packed record with a copy of fields. */
@@ -329,7 +343,8 @@ RKDD_API int ddCacheFixups(int value);
 RKDD_API void ddFixup(void);
 
 /* ---------------------------------------------------------------------------
-** Parents, children, aliases and extensions.
+** Parents, children, aliases and extensions. The three setters, ddAddXcode
+** and ddSetXcode change the schema; the other functions are queries.
 */
 
 /* Replace a record's parent (child, alias) codes with a copy of codes. */
@@ -359,7 +374,9 @@ RKDD_API int ddGetExtFieldCount(int code);
 RKDD_API int ddGetExtFieldNth(int code, unsigned int index);
 
 /* ---------------------------------------------------------------------------
-** Paths between records.
+** Paths between records. ddBuildPath keeps the path it finds on the
+** target's entry, so it changes the schema; ddGetNthParent and
+** ddFindFieldParent are queries.
 */
 
 /* Finds and caches the path from start to target; gives its length or 0. */
@@ -372,7 +389,8 @@ RKDD_API int ddGetNthParent(int start, int target, unsigned int index,
 RKDD_API int ddFindFieldParent(int code);
 
 /* ---------------------------------------------------------------------------
-** Compiled and temporary sites.
+** Compiled and temporary sites. ddIsTempSite is a query; the others change
+** the schema.
 */
 
 /* Makes a site filled with a library's compiled tables live. Exits the
@@ -387,7 +405,8 @@ RKDD_API void ddSetTempCode(int siteNo, int code, int length,
                             unsigned char subRev, unsigned char version);
 
 /* ---------------------------------------------------------------------------
-** Schema text import.
+** Schema text import. ddImportSchema changes the schema; the three that
+** are not implemented are queries.
 */
 
 /* Loads a schema text file as a new site; 1 with its number, or 0. */
@@ -423,8 +442,12 @@ typedef void (*ddMessageHandler)(const ddMessage *message, void *context);
 /* Installs handler, with the context it is to be called with; NULL puts the
 ** default (printing on standard output) back. An installed handler also gets
 ** warnings that the default prints nothing for: values that the reader
-** cannot fully use, options with no effect, names that name nothing. Changes
-** process-wide state: call it while no other thread uses the library. */
+** cannot fully use, options with no effect, names that name nothing.
+** There is one handler for the whole process, not one per thread; it is
+** called on the thread whose call gave rise to the message, so while
+** queries that report (the export functions) run on several threads, it
+** may be called on them at once. Installing or removing it counts as a
+** change: call it while no other thread uses the library. */
 RKDD_API void ddSetMessageHandler(ddMessageHandler handler, void *context);
 
 /* ---------------------------------------------------------------------------

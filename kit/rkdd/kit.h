@@ -4,6 +4,13 @@
 ** model back as schema text, lists the differences between two models, and
 ** reads and writes the values of packed records by the model's layout.
 ** It compiles as C99 and as C++.
+**
+** Threads. kitModelRead asks the library's queries only, so it may run on
+** any number of threads at once, beside any other queries, on sites that no
+** thread changes meanwhile. Every other function reads nothing but the
+** models and lists it is handed and keeps no state of its own: any of them
+** may run on several threads at once, as long as no thread frees those
+** models or lists meanwhile.
 */
 #ifndef RKDD_KIT_H
 #define RKDD_KIT_H

@@ -303,6 +303,7 @@ int ddImportSchema(const char *path, int *siteNo) {
     result = 1;
   ddFixup();
   ddCacheFixups(caching);
+  ddIndexRefresh(); /* built here, so that queries after the import only read it */
   return result;
 }
 

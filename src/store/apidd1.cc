@@ -23,12 +23,22 @@ int ddSiteTableCount;
 
 namespace {
 
-/* The entry that ddGetSchema found last, keyed by the code it was asked. */
+/* The entry that ddGetSchema found last on this thread, keyed by the code it
+** was asked and by the table generation it was found in: every move of a
+** table starts a new generation, so a remembered entry is used only while
+** its table stands where it stood. Writers never run beside queries, so the
+** generation needs no atomic access; each thread keeps its own entry, so
+** queries on many threads write nothing that another thread reads. */
 struct LookupCache {
-  bool valid;
+  uint64_t generation; /* 0: empty */
   int code;
   ddSchema *entry;
-} ddLookupCache;
+};
+/* Initial-exec: one load from the thread pointer instead of a call on every
+** look-up. The 24 bytes fit the room the C library keeps for the static
+** thread storage of libraries opened later with dlopen. */
+[[gnu::tls_model("initial-exec")]] thread_local LookupCache ddLookupCache;
+uint64_t ddTableGeneration = 1; /* 64 bits: it never wraps */
 
 BlockRegistry &ownedBlocks() {
   static auto *blocks = new BlockRegistry; /* lives to exit */
@@ -256,12 +266,11 @@ int ddGetUCode(const char *id, int local) {
 */
 
 void ddClearLookupCache(void) {
-  ddLookupCache.valid = false;
-  ddLookupCache.entry = nullptr;
+  ddTableGeneration++;
 }
 
 ddSchema *ddGetSchema(int code) {
-  if (ddLookupCache.valid && ddLookupCache.code == code) return ddLookupCache.entry;
+  if (ddLookupCache.generation == ddTableGeneration && ddLookupCache.code == code) return ddLookupCache.entry;
   int index;
   ddSite *site;
   ddSchema *entry;
@@ -279,7 +288,7 @@ ddSchema *ddGetSchema(int code) {
   default:
     return nullptr;
   }
-  ddLookupCache = {true, code, entry};
+  ddLookupCache = {ddTableGeneration, code, entry};
   return entry;
 }
 
@@ -627,7 +636,7 @@ void ddAddXcode(ddSchema *entry, const char *name) {
 void ddFuzzResetSites(void) {
   for (ddSite *&site : ddSiteTable) site = nullptr;
   ddSiteTableCount = 0;
-  ddLookupCache = {};
+  ddClearLookupCache();
   for (Room *rooms : {recordRoom, dataRoom})
     for (int i = 0; i < DD_MAX_SITES; i++) rooms[i] = Room{};
   ownedBlocks() = BlockRegistry{};

@@ -68,17 +68,19 @@ void ddSetFieldKind(ddField *slot, int kind) {
 
 namespace {
 
-/* A wide field table gets an index from code to its first slot, an open
-** hash kept beside the table and known by the table's address. Whoever
-** replaces or rewrites a table's codes drops its index; narrow tables are
-** scanned, which is as quick. */
+/* A wide field table gets an index from code to its first slot: an open
+** hash of slot numbers kept beside the table and known by the table's
+** address. It is built whenever a table is set or has its codes rewritten,
+** so that look-ups only read it and any number of threads may look up at
+** once. A table without an index of its count (narrow, or changed by hand
+** since) is scanned, which gives the same slot. */
 constexpr int kIndexedWidth = 32;
+constexpr uint8_t kNoSlot = 0xFF; /* a table has at most 255 slots, 0 to 254 */
 
 struct FieldIndex {
   int count = 0;
   unsigned mask = 0;
-  std::vector<int32_t> codes;
-  std::vector<int16_t> slots; /* -1: empty */
+  std::vector<uint8_t> slots;
 
   static unsigned hash(int32_t code) { return static_cast<uint32_t>(code) * 0x9E3779B1u >> 7; }
 
@@ -87,17 +89,16 @@ struct FieldIndex {
     while (size < 2u * n) size *= 2;
     count = n;
     mask = size - 1;
-    codes.assign(size, 0);
-    slots.assign(size, -1);
+    slots.assign(size, kNoSlot);
     for (int i = 0; i < n; i++) {
       unsigned h = hash(f[i].code) & mask;
-      while (slots[h] >= 0 && codes[h] != f[i].code) h = (h + 1) & mask;
-      if (slots[h] < 0) codes[h] = f[i].code, slots[h] = static_cast<int16_t>(i); /* first slot wins */
+      while (slots[h] != kNoSlot && f[slots[h]].code != f[i].code) h = (h + 1) & mask;
+      if (slots[h] == kNoSlot) slots[h] = static_cast<uint8_t>(i); /* first slot wins */
     }
   }
-  int find(int32_t code) const {
-    for (unsigned h = hash(code) & mask; slots[h] >= 0; h = (h + 1) & mask)
-      if (codes[h] == code) return slots[h];
+  int find(const ddField *f, int32_t code) const {
+    for (unsigned h = hash(code) & mask; slots[h] != kNoSlot; h = (h + 1) & mask)
+      if (f[slots[h]].code == code) return slots[h];
     return -1;
   }
 };
@@ -113,15 +114,21 @@ void ddForgetFieldIndex(const ddField *fields) {
   if (fields != nullptr) fieldIndexes().erase(fields);
 }
 
+void ddIndexFields(const ddField *fields, int count) {
+  if (fields != nullptr && count >= kIndexedWidth) fieldIndexes()[fields].build(fields, count);
+}
+
 ddField *ddFindFieldInRecord(ddRSchema *record, int fieldCode) {
   if (record == nullptr || record->fields == nullptr) return nullptr;
   ddField *f = record->fields;
   int n = record->fieldCount;
   if (n >= kIndexedWidth) {
-    FieldIndex &index = fieldIndexes()[f];
-    if (index.count != n) index.build(f, n);
-    int slot = index.find(fieldCode);
-    return slot >= 0 ? &f[slot] : nullptr;
+    const auto &indexes = fieldIndexes();
+    auto it = indexes.find(f);
+    if (it != indexes.end() && it->second.count == n) {
+      int slot = it->second.find(f, fieldCode);
+      return slot >= 0 ? &f[slot] : nullptr;
+    }
   }
   for (int i = 0; i < n; i++)
     if (f[i].code == fieldCode) return &f[i];
@@ -534,6 +541,7 @@ int ddReplaceFieldTable(ddRSchema *record, const ddField *fields, int count) {
   ddReleaseBlock(record->fields);
   record->fields = copy;
   record->fieldCount = static_cast<uint8_t>(count & 0xFF);
+  ddIndexFields(copy, record->fieldCount);
   return 1;
 }
 

@@ -37,6 +37,7 @@ void fixEntry(const ddSite *site, ddRSchema *r) {
     if (ddInRange(c, site->firstRecord, site->lastRecord) || ddInRange(c, site->firstData, site->lastData))
       c += site->codeOffset;
   }
+  ddIndexFields(r->fields, r->fieldCount);
   r->links = static_cast<ddLinks *>(ddOwnedZeroBlock(sizeof(ddLinks)));
   r->head.reservedBlock = ddOwnedZeroBlock(4);
 }
@@ -113,6 +114,7 @@ void ddSetCode(ddSite *site) {
   for (int list : {DD_LINK_PARENTS, DD_LINK_CHILDREN, DD_LINK_ALIASES}) ddResolveNames(site, list);
   if (site->siteNo >= 1) ddAssignIlevels(site);
   ddCopySiteTables(site);
+  ddIndexRefresh();
 }
 
 /* Later sites are visited again at every call, so that a name which named

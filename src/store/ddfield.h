@@ -80,8 +80,11 @@ ddField *ddFindField(int code, int fieldCode);
 /* The first slot of the entry holding fieldCode, or null. */
 ddField *ddFindFieldInRecord(ddRSchema *record, int fieldCode);
 
-/* Drops the look-up index of a field table whose codes are about to change. */
+/* Drops the look-up index of a field table whose codes are about to change;
+** ddIndexFields builds it for the codes the table holds now (wide tables
+** only). Look-ups never build one, so that they write nothing. */
 void ddForgetFieldIndex(const ddField *fields);
+void ddIndexFields(const ddField *fields, int count);
 
 /* 1 when every slot names a definition (and, with refusePacked, none that is
 ** packed); a count of 0 passes whatever the array. */

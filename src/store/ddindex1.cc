@@ -1,9 +1,12 @@
 /*
 ** Indexes over all sites' entries by name, label and format level, so that
-** each search is one probe. The index is rebuilt when any site is added or
-** has its tables moved, grown, or a name, label or level changed in place;
-** every search gives exactly what a walk of the tables in its order gives.
+** each search is one probe. The index is built anew when any site is added
+** or has its tables moved, grown, or a name, label or level changed in place;
+** every search gives exactly what a walk of the tables in its order gives,
+** and only reads a built index, so any number of threads may search at once.
 */
+#include <atomic>
+#include <mutex>
 #include <string_view>
 #include <type_traits>
 #include <unordered_map>
@@ -39,11 +42,10 @@ struct TextIndex {
     Place &at = hash.insert(text, &fresh);
     if (fresh) at = place;
   }
-  const Place *find(std::string_view key) { return hash.find(key); }
+  const Place *find(std::string_view key) const { return hash.find(key); }
 };
 
 struct Index {
-  bool built = false;
   int siteCount = 0;
   SiteShape shapes[DD_MAX_SITES];
   /* Each keeps the first entry in its search's order: emplace leaves a key
@@ -52,7 +54,23 @@ struct Index {
   TextIndex recordByName;
   TextIndex dataByLabel;  /* last site first */
   std::unordered_map<int, Place> recordByLevel;
-} lookup;
+  void clear() {
+    byName.clear();
+    recordByName.clear();
+    dataByLabel.clear();
+    recordByLevel.clear();
+  }
+};
+
+/* Searches on many threads read the published index and never change it.
+** When it no longer matches the tables, the first search to notice builds a
+** new one under the lock and publishes it; the one it replaces is kept
+** until the next build, since a search that loaded it may still be reading
+** it. That is safe: the next build follows a change, and no change runs
+** while a search does, so every search that saw the old index has ended. */
+std::atomic<Index *> published;
+std::mutex building;
+Index *retired; /* under building */
 
 unsigned stamps[DD_MAX_SITES]; /* bumped by every in-place change of a site's entries */
 
@@ -61,10 +79,11 @@ SiteShape shapeOf(int n) {
   return {s->recordTable, s->dataTable, s->recordCount, s->dataCount, stamps[n]};
 }
 
-bool current() {
-  if (!lookup.built || lookup.siteCount != ddSiteTableCount) return false;
+/* Every search asks this first, so it is inlined there. */
+[[gnu::always_inline]] inline bool current(const Index &index) {
+  if (index.siteCount != ddSiteTableCount) return false;
   for (int n = 0; n < ddSiteTableCount; n++) {
-    SiteShape now = shapeOf(n), was = lookup.shapes[n];
+    SiteShape now = shapeOf(n), was = index.shapes[n];
     if (now.records != was.records || now.data != was.data || now.recordCount != was.recordCount ||
         now.dataCount != was.dataCount || now.stamp != was.stamp)
       return false;
@@ -72,36 +91,53 @@ bool current() {
   return true;
 }
 
-void rebuild() {
-  lookup.byName.clear();
-  lookup.recordByName.clear();
-  lookup.dataByLabel.clear();
-  lookup.recordByLevel.clear();
+/* Fills an empty index from the tables as they stand. */
+void build(Index &index) {
   for (int n = 0; n < ddSiteTableCount; n++) {
     const ddSite *s = ddSiteTable[n];
     for (int i = 0; s->recordTable != nullptr && i < s->recordCount; i++) {
       const ddRSchema &r = s->recordTable[i];
       if (r.head.name != nullptr) {
-        lookup.byName.emplace(r.head.name, Place{n, i});
-        lookup.recordByName.emplace(r.head.name, Place{n, i});
+        index.byName.emplace(r.head.name, Place{n, i});
+        index.recordByName.emplace(r.head.name, Place{n, i});
       }
-      if (r.ilevel != 0) lookup.recordByLevel.emplace(r.ilevel, Place{n, i});
+      if (r.ilevel != 0) index.recordByLevel.emplace(r.ilevel, Place{n, i});
     }
     for (int i = 0; s->dataTable != nullptr && i < s->dataCount; i++)
-      if (const char *name = s->dataTable[i].head.name) lookup.byName.emplace(name, Place{n, -1 - i});
-    lookup.shapes[n] = shapeOf(n);
+      if (const char *name = s->dataTable[i].head.name) index.byName.emplace(name, Place{n, -1 - i});
+    index.shapes[n] = shapeOf(n);
   }
   for (int n = ddSiteTableCount - 1; n >= 0; n--) {
     const ddSite *s = ddSiteTable[n];
     for (int i = 0; s->dataTable != nullptr && i < s->dataCount; i++)
-      if (const char *label = s->dataTable[i].head.label) lookup.dataByLabel.emplace(label, Place{n, i});
+      if (const char *label = s->dataTable[i].head.label) index.dataByLabel.emplace(label, Place{n, i});
   }
-  lookup.siteCount = ddSiteTableCount;
-  lookup.built = true;
+  index.siteCount = ddSiteTableCount;
 }
 
-template <typename Map, typename Key> const Place *probe(Map &map, Key key) {
-  if (!current()) rebuild();
+/* A new index for tables that changed since the published one was built. */
+[[gnu::noinline, gnu::cold]] const Index &rebuiltIndex() {
+  std::lock_guard<std::mutex> hold(building);
+  Index *index = published.load(std::memory_order_acquire);
+  if (index != nullptr && current(*index)) return *index; /* another search built it */
+  /* The retired index is free to use again, for the reason above. */
+  Index *next = retired ? retired : new Index;
+  next->clear();
+  build(*next);
+  retired = index;
+  published.store(next, std::memory_order_release);
+  return *next;
+}
+
+/* The published index, built anew first when the tables changed since. */
+const Index &freshIndex() {
+  Index *index = published.load(std::memory_order_acquire);
+  if (index != nullptr && current(*index)) [[likely]]
+    return *index;
+  return rebuiltIndex();
+}
+
+template <typename Map, typename Key> const Place *probe(const Map &map, Key key) {
   if constexpr (std::is_same_v<Map, TextIndex>) {
     return map.find(key);
   } else {
@@ -120,12 +156,9 @@ ddSchema *entryAt(const Place &p) {
 
 #ifdef RKDD_FUZZ_RESET
 void ddFuzzResetIndex(void) {
-  lookup.built = false;
-  lookup.siteCount = 0;
-  lookup.byName.clear();
-  lookup.recordByName.clear();
-  lookup.dataByLabel.clear();
-  lookup.recordByLevel.clear();
+  delete published.exchange(nullptr);
+  delete retired;
+  retired = nullptr;
   for (unsigned &stamp : stamps) stamp = 0;
 }
 #endif
@@ -138,17 +171,30 @@ void ddIndexCodeChanged(int code) {
   ddIndexSiteChanged(code / DD_CODE_BASE);
 }
 
+/* Called by a writer, which runs alone: no search can hold either index. */
+void ddIndexRefresh(void) {
+  Index *index = published.load(std::memory_order_relaxed);
+  if (index != nullptr && current(*index)) return;
+  Index *next = index ? index : new Index;
+  next->clear();
+  build(*next);
+  delete retired;
+  retired = nullptr;
+  published.store(next, std::memory_order_release);
+}
+
 ddSchema *ddIndexFindName(const char *name, int recordsOnly) {
-  const Place *p = probe(recordsOnly ? lookup.recordByName : lookup.byName, std::string_view(name));
+  const Index &index = freshIndex();
+  const Place *p = probe(recordsOnly ? index.recordByName : index.byName, std::string_view(name));
   return p ? entryAt(*p) : nullptr;
 }
 
 ddSchema *ddIndexFindLabel(const char *label) {
-  const Place *p = probe(lookup.dataByLabel, std::string_view(label));
+  const Place *p = probe(freshIndex().dataByLabel, std::string_view(label));
   return p ? &ddSiteTable[p->site]->dataTable[p->slot].head : nullptr;
 }
 
 ddRSchema *ddIndexFindLevel(int ilevel) {
-  const Place *p = probe(lookup.recordByLevel, ilevel);
+  const Place *p = probe(freshIndex().recordByLevel, ilevel);
   return p ? &ddSiteTable[p->site]->recordTable[p->slot] : nullptr;
 }

@@ -47,7 +47,8 @@ ddDSchema *ddSiteDataAt(ddSite *site, int n);
 int ddSiteRecordCode(int siteNo, int n);
 int ddSiteDataCode(int siteNo, int n);
 
-/* Forgets the entry ddGetSchema remembers; every table move calls this. */
+/* Forgets the entry that ddGetSchema remembers, on every thread; every table
+** move calls this. */
 void ddClearLookupCache(void);
 
 /* Calls visit on every record (records != 0) and data (data != 0) entry of
@@ -61,9 +62,12 @@ ddRSchema *ddRecordByName(const char *name);
 
 /* Indexes by name, label and level. A change made in place to an entry's
 ** name, label or format level is announced with ddIndexSiteChanged or
-** ddIndexCodeChanged; moved or grown tables are noticed on their own. */
+** ddIndexCodeChanged; moved or grown tables are noticed on their own. The
+** first search after a change builds the index anew; ddIndexRefresh does so
+** at once, so that an import leaves it built for the queries after it. */
 void ddIndexSiteChanged(int siteNo);
 void ddIndexCodeChanged(int code);
+void ddIndexRefresh(void);
 /* The first entry with this name, sites from 0 up and records before data
 ** in each, or the first record alone with recordsOnly; null for none. */
 ddSchema *ddIndexFindName(const char *name, int recordsOnly);

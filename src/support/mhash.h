@@ -130,8 +130,12 @@ template <class Key, class Value, class Keys> class OpenHash : public ProbeTable
 public:
   /* The value of key, or null. */
   Value *find(Key key) {
+    return const_cast<Value *>(static_cast<const OpenHash *>(this)->find(key));
+  }
+  /* Reads only, so searches on several threads may share a hash. */
+  const Value *find(Key key) const {
     if (this->used_ == 0) return nullptr;
-    Slot &slot = this->slots_[this->place(key, hashOf(key))];
+    const Slot &slot = this->slots_[this->place(key, hashOf(key))];
     return slot.free() ? nullptr : &slot.value;
   }
   /* The value of key, added as Value{} (and *fresh set) when key is new.

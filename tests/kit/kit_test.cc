@@ -12,8 +12,10 @@
 #include <cstdio>
 #include <fstream>
 #include <cstdlib>
+#include <latch>
 #include <memory>
 #include <string>
+#include <thread>
 #include <tuple>
 #include <vector>
 
@@ -198,6 +200,28 @@ INSTANTIATE_TEST_SUITE_P(Sizes, KitRoundTripGenerated,
                            return std::to_string(p.param.data) + "_" + std::to_string(p.param.records) +
                                   "_" + std::to_string(p.param.members);
                          });
+
+/* Models of a site that nobody changes, read on four threads at once, are
+** the model one thread reads. */
+TEST(KitThreads, ModelsReadAtOnceAreTheModelOfOneThread) {
+  int site = importText(gen::rkddSchema({256, 512, 40}, 0));
+  Model one = read(site);
+  ASSERT_TRUE(one);
+  std::vector<Model> got;
+  for (int t = 0; t < 4; t++) got.emplace_back(nullptr, kitModelFree);
+  std::latch start(4);
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; t++)
+    threads.emplace_back([&, t] {
+      start.arrive_and_wait();
+      got[t] = read(site);
+    });
+  for (std::thread &thread : threads) thread.join();
+  for (const Model &m : got) {
+    ASSERT_TRUE(m);
+    EXPECT_EQ(describe(*compare(one, m)), std::vector<std::string>{});
+  }
+}
 
 /* A compiled table states offsets and lengths itself: where they are not
 ** the packed layout's (here lengths of 0), no text can say them. */
