@@ -184,7 +184,7 @@ void appendFieldRow(std::string &out, const std::vector<DocSite> &sites, const k
 ** colours stand in the style sheet alone. */
 const char *const kLegend =
   "<div class=\"legend\"><span><i class=\"k-data\"></i>data</span>"
-  "<span><i class=\"k-bit\"></i>flag or enumeration, its bit filled</span>"
+  "<span><i class=\"k-bit\"></i>flag or enumeration, the bits of its value filled</span>"
   "<span><i class=\"k-rec\"></i>record in line (click to open)</span>"
   "<span><i class=\"k-ptr\"></i>pointer</span></div>\n";
 
