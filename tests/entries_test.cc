@@ -99,6 +99,21 @@ TEST(Lookup, SearchOrdersFollowEveryChange) {
   EXPECT_EQ(ddWalkSchemas([](ddSchema *, int, void *) { return 0; }, 0, 0, nullptr), 1);
 }
 
+/* An import adds its site to the searches: names stay with the lowest site,
+** labels go to the highest, and within a site the first slot wins. */
+TEST(Lookup, ImportsAddTheirSitesToTheSearchOrders) {
+  int a = -1, b = -1;
+  ASSERT_EQ(ddImportSchema(schemaFile("dataDef x { rktype_ival, LABEL=\"L\" };\n"
+                                      "dataDef y { rktype_ival, LABEL=\"L\" };\n").c_str(), &a), 1);
+  int ax = ddNameToCode("x");
+  std::string label = ddGetLabel(ax);
+  EXPECT_EQ(ddLabelToCode(label.c_str()), ax);
+  ASSERT_EQ(ddImportSchema(schemaFile("dataDef z { rktype_ival, LABEL=\"L\" };\n"
+                                      "dataDef x { rktype_ival, LABEL=\"L\" };\n").c_str(), &b), 1);
+  int bz = ddNameToCode("z");
+  EXPECT_EQ(V({ddGetSiteNo(ax), ddGetSiteNo(bz), ddNameToCode("x"), ddLabelToCode(label.c_str())}), V({a, b, ax, bz}));
+}
+
 TEST(Queries, ValuesAsStoredDecodedAndNoEntryResults) {
   int s = newSite("q"), r = (ddNewRecordDef(s), ddNewRecordDef(s)), d = (ddNewDataDef(s), ddNewDataDef(s));
   for (int code : {d, r}) ddGetSchema(code)->tagType = MTYPE_FLAG;

@@ -1,7 +1,6 @@
 /*
-** Queries from many threads: eight threads ask every code of a large
-** imported site the same mixed questions and get the answers one thread got;
-** the message handler is heard from two threads. The tsan preset runs these.
+** Queries from many threads: eight threads of mixed queries over a large
+** imported site, against one thread's answers; the handler from two threads.
 */
 #include "store_fixture.h"
 #include "schemagen.h"

@@ -33,7 +33,7 @@ struct SiteShape {
 };
 
 /* From text to the first place that holds it: emplace leaves a text that is
-** already there alone. */
+** already there alone, assign puts place in its stead. */
 struct TextIndex {
   TextHash<Place> hash;
   void clear() { hash.clear(); }
@@ -41,6 +41,10 @@ struct TextIndex {
     bool fresh;
     Place &at = hash.insert(text, &fresh);
     if (fresh) at = place;
+  }
+  void assign(const char *text, Place place) {
+    bool fresh;
+    hash.insert(text, &fresh) = place;
   }
   const Place *find(std::string_view key) const { return hash.find(key); }
 };
@@ -55,6 +59,7 @@ struct Index {
   TextIndex dataByLabel;  /* last site first */
   std::unordered_map<int, Place> recordByLevel;
   void clear() {
+    siteCount = 0;
     byName.clear();
     recordByName.clear();
     dataByLabel.clear();
@@ -79,10 +84,12 @@ SiteShape shapeOf(int n) {
   return {s->recordTable, s->dataTable, s->recordCount, s->dataCount, stamps[n]};
 }
 
-/* Every search asks this first, so it is inlined there. */
-[[gnu::always_inline]] inline bool current(const Index &index) {
-  if (index.siteCount != ddSiteTableCount) return false;
-  for (int n = 0; n < ddSiteTableCount; n++) {
+/* Whether the index holds every site (or with allSites false, some of the
+** first ones) as its tables stand. Every search asks this first, so it is
+** inlined there. */
+[[gnu::always_inline]] inline bool current(const Index &index, bool allSites = true) {
+  if (allSites ? index.siteCount != ddSiteTableCount : index.siteCount > ddSiteTableCount) return false;
+  for (int n = 0; n < index.siteCount; n++) {
     SiteShape now = shapeOf(n), was = index.shapes[n];
     if (now.records != was.records || now.data != was.data || now.recordCount != was.recordCount ||
         now.dataCount != was.dataCount || now.stamp != was.stamp)
@@ -91,28 +98,31 @@ SiteShape shapeOf(int n) {
   return true;
 }
 
+/* Adds site n, the one above every site the index holds: its names and
+** levels where no lower site has them, its labels over the lower sites'
+** (labels are searched from the last site down), the first slot of the
+** site winning within it. */
+void addSite(Index &index, int n) {
+  const ddSite *s = ddSiteTable[n];
+  for (int i = 0; s->recordTable != nullptr && i < s->recordCount; i++) {
+    const ddRSchema &r = s->recordTable[i];
+    if (r.head.name != nullptr) {
+      index.byName.emplace(r.head.name, Place{n, i});
+      index.recordByName.emplace(r.head.name, Place{n, i});
+    }
+    if (r.ilevel != 0) index.recordByLevel.emplace(r.ilevel, Place{n, i});
+  }
+  for (int i = 0; s->dataTable != nullptr && i < s->dataCount; i++)
+    if (const char *name = s->dataTable[i].head.name) index.byName.emplace(name, Place{n, -1 - i});
+  for (int i = s->dataTable != nullptr ? s->dataCount - 1 : -1; i >= 0; i--)
+    if (const char *label = s->dataTable[i].head.label) index.dataByLabel.assign(label, Place{n, i});
+  index.shapes[n] = shapeOf(n);
+  index.siteCount = n + 1;
+}
+
 /* Fills an empty index from the tables as they stand. */
 void build(Index &index) {
-  for (int n = 0; n < ddSiteTableCount; n++) {
-    const ddSite *s = ddSiteTable[n];
-    for (int i = 0; s->recordTable != nullptr && i < s->recordCount; i++) {
-      const ddRSchema &r = s->recordTable[i];
-      if (r.head.name != nullptr) {
-        index.byName.emplace(r.head.name, Place{n, i});
-        index.recordByName.emplace(r.head.name, Place{n, i});
-      }
-      if (r.ilevel != 0) index.recordByLevel.emplace(r.ilevel, Place{n, i});
-    }
-    for (int i = 0; s->dataTable != nullptr && i < s->dataCount; i++)
-      if (const char *name = s->dataTable[i].head.name) index.byName.emplace(name, Place{n, -1 - i});
-    index.shapes[n] = shapeOf(n);
-  }
-  for (int n = ddSiteTableCount - 1; n >= 0; n--) {
-    const ddSite *s = ddSiteTable[n];
-    for (int i = 0; s->dataTable != nullptr && i < s->dataCount; i++)
-      if (const char *label = s->dataTable[i].head.label) index.dataByLabel.emplace(label, Place{n, i});
-  }
-  index.siteCount = ddSiteTableCount;
+  for (int n = 0; n < ddSiteTableCount; n++) addSite(index, n);
 }
 
 /* A new index for tables that changed since the published one was built. */
@@ -171,16 +181,18 @@ void ddIndexCodeChanged(int code) {
   ddIndexSiteChanged(code / DD_CODE_BASE);
 }
 
-/* Called by a writer, which runs alone: no search can hold either index. */
+/* Called by a writer, which runs alone: no search can hold either index, so
+** the published one is brought up to date in place. When only sites were
+** added since (an import), only they are added. */
 void ddIndexRefresh(void) {
   Index *index = published.load(std::memory_order_relaxed);
   if (index != nullptr && current(*index)) return;
-  Index *next = index ? index : new Index;
-  next->clear();
-  build(*next);
+  if (index == nullptr) index = new Index;
+  if (!current(*index, false)) index->clear();
+  for (int n = index->siteCount; n < ddSiteTableCount; n++) addSite(*index, n);
   delete retired;
   retired = nullptr;
-  published.store(next, std::memory_order_release);
+  published.store(index, std::memory_order_release);
 }
 
 ddSchema *ddIndexFindName(const char *name, int recordsOnly) {
