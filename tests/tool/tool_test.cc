@@ -257,7 +257,8 @@ TEST(Tool, JsonDocumentsTypeTheirValues) {
   json check = json::parse(rkdd("check --json tests/mistakes/empty_file.schema").out);
   EXPECT_EQ(check.at("format"), 1);
   EXPECT_TRUE(check.at("diagnostics")[0].at("line").is_null() && check.at("diagnostics")[0].at("column").is_null());
-  for (const json &f : json::parse(rkdd("show --json " + kScene).out).at("files")[0].at("records")[3].at("fields"))
+  json scene = json::parse(rkdd("show --json " + kScene).out);
+  for (const json &f : scene.at("files")[0].at("records")[3].at("fields"))
     EXPECT_EQ(f.at("kind").get<std::string>().find(' '), std::string::npos) << f;
 }
 
