@@ -3,7 +3,8 @@
 ** the input is imported, its site exported as schema text, the text
 ** imported as a second site, and the two sites' models compared. Nothing
 ** may crash or hang; when the first import printed no ERROR, the export
-** must lose nothing, the two sites must compare equal and exporting the
+** must lose nothing but the widths of enumerations that no record's layout
+** tells (each warned about), the two sites must compare equal and exporting the
 ** second must give the same text. The one exception is an input with a NUL
 ** byte: the store keeps texts up to their first NUL, and a text cut there
 ** (a quote left open) is one that export, which writes no NUL bytes, warns
@@ -12,6 +13,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <string>
+#include <vector>
 
 #include <rkdd/kit.h>
 
@@ -70,15 +72,19 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     FUZZ_CHECK(changes != nullptr);
     bool clean = said.find("ERROR") == std::string::npos &&
                  said.find("errors during parsing") == std::string::npos;
-    if (clean) FUZZ_CHECK(lost == 0 || nul);
-    if (clean && lost == 0) {
+    /* Export warns of each enumeration whose width no record's layout tells,
+    ** and loses nothing else; the text reads back as the same site. */
+    std::vector<int32_t> widths(static_cast<size_t>(a->dataCount));
+    int untold = kitBitWidths(a, widths.data());
+    if (clean) FUZZ_CHECK(lost == untold || nul);
+    if (clean && lost == untold) {
       for (int i = 0; i < changes->count; i++)
         std::fprintf(stderr, "%s %s %s: %s -> %s\n", changes->changes[i].def,
                      changes->changes[i].field, kitAttrName(changes->changes[i].attr),
                      changes->changes[i].oldText, changes->changes[i].newText);
       FUZZ_CHECK(result2 == 1);
       FUZZ_CHECK(changes->count == 0);
-      FUZZ_CHECK(exportText(b, &lost) == text && lost == 0);
+      FUZZ_CHECK(exportText(b, &lost) == text && lost == untold);
     }
     kitChangesFree(changes);
     kitModelFree(a);
