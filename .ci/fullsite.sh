@@ -14,13 +14,16 @@ trap 'rm -rf "$work"' EXIT
 "$build"/testing/rkdd_schemagen 2048 1792 255 >"$work/full.schema"
 full=$work/full.schema
 
-# Peak resident size in KiB of one run; the run must succeed.
+# Peak resident size in KiB of one run; the run must end with status
+# ${want:-0}.
 peak() {
-  /usr/bin/time -f %M -o "$work/peak" "$@" >/dev/null 2>"$work/err" || {
-    echo "!! failed: $*" >&2
+  local status=0
+  /usr/bin/time -f %M -o "$work/peak" "$@" >/dev/null 2>"$work/err" || status=$?
+  if [ "$status" -ne "${want:-0}" ]; then
+    echo "!! failed with status $status: $*" >&2
     tail -n 5 "$work/err" >&2
     return 1
-  }
+  fi
   tail -n 1 "$work/peak"
 }
 
@@ -32,7 +35,7 @@ run() { # FILES-FOR-CHECK -- COMMAND...
   local base bound kib
   base=$(peak "$tool" check "${files[@]}")
   bound=$((3 * base * 1024))
-  if kib=$(peak prlimit --as="$bound" "$tool" "$@"); then
+  if kib=$(want=${expect:-0} peak prlimit --as="$bound" "$tool" "$@"); then
     local shown="rkdd $*"
     printf '%-48s %7d KiB, %d.%02d x check\n' "${shown//$work\//}" "$kib" $((kib / base)) $((kib * 100 / base % 100))
   else
@@ -46,7 +49,9 @@ run "$full" -- show "$full"
 run "$full" -- show --json "$full"
 run "$full" -- layout "$full" s0R0
 run "$full" -- header "$full" -o "$work/out.h"
-run "$full" -- export "$full" -o "$work/out.schema"
+# The generated enumerations that end their structures have widths no layout
+# tells: export warns of them and ends with status 1.
+expect=1 run "$full" -- export "$full" -o "$work/out.schema"
 run "$full" -- doc "$full" -o "$work/pages"
 run "$full" "$full" -- diff "$full" "$full"
 exit "$failed"
