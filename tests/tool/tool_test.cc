@@ -300,6 +300,10 @@ TEST(Tool, DiffSaysWhatBreaksAndExitsByIt) {
   expectOutput("diff - " + v2 + " <" + v1, 1, "car.diff.txt");
   expectOutput("diff " + v1 + " " + v3, 0, "car.diff13.txt");
   EXPECT_EQ(rkdd("diff --breaking " + v1 + " " + v3).out, "4 changes: 0 breaking, 4 compatible\n");
+  /* --breaking drops the compatible changes from the JSON list too, and still counts them. */
+  nlohmann::json compatible = nlohmann::json::parse(rkdd("diff --json --breaking " + v1 + " " + v3).out);
+  EXPECT_EQ(compatible.at("changes"), nlohmann::json::array());
+  EXPECT_EQ(compatible.at("compatible"), 4);
   EXPECT_EQ(rkdd("diff " + v1 + " " + v1).out, "no changes\n");
   expectOutput("diff --json --breaking " + v1 + " " + v2, 1, "car.diff.json");
   expectOutput("diff " + v1 + " " + kBad, 2, "", "bad.diff.txt");
