@@ -57,9 +57,11 @@ std::string amount(double v, bool memory) {
   return text;
 }
 
-} // namespace
 
-int main(int argc, char **argv) {
+using Results = std::map<std::string, double>;
+
+/* The JSON files named, and those of the folders named. */
+std::vector<std::string> inputFiles(int argc, char **argv) {
   std::vector<std::string> files;
   for (int i = 1; i < argc; i++) {
     if (std::filesystem::is_directory(argv[i])) {
@@ -69,12 +71,23 @@ int main(int argc, char **argv) {
       files.push_back(argv[i]);
     }
   }
-  auto v = readResults(files);
+  return files;
+}
 
-  /* A row: the rkdd measure, and the measure of each column it is set beside. */
-  struct Row {
-    std::string label, rkdd, flatbuffers, protobuf, bare;
-  };
+/* num over den, or "-" where either is missing. */
+std::string ratio(const Results &v, const std::string &num, const std::string &den) {
+  if (den.empty() || !v.count(num) || !v.count(den) || v.at(den) <= 0) return "-";
+  char text[32];
+  std::snprintf(text, sizeof text, "%.3g", v.at(num) / v.at(den));
+  return text;
+}
+
+/* A row: the rkdd measure, and the measure of each column it is set beside. */
+struct Row {
+  std::string label, rkdd, flatbuffers, protobuf, bare;
+};
+
+std::vector<Row> peerRows() {
   std::vector<Row> rows;
   const char *sizes[] = {"64/32/8", "512/256/24", "2048/1792/32", "2048/1792/255"};
   for (const char *s : sizes) {
@@ -96,112 +109,120 @@ int main(int argc, char **argv) {
   rows.push_back({"ddFixup, 10 full sites (2048/1792/32)", "Sites10/ddFixup", "", "", "Import/bare/2048/1792/32"});
   rows.push_back({"ddSetCode, compiled 2048/1792/255", "SetCode/rkdd/2048/1792/255", "", "", "Import/bare/2048/1792/255"});
   rows.push_back({"rkdd doc pages, 2048/1792/255 (wall)", "Doc/rkdd/2048/1792/255", "", "", "Import/bare/2048/1792/255"});
+  return rows;
+}
 
+void printPeers(const Results &v) {
   std::printf("%-40s %12s %14s %14s %14s\n", "rkdd measure", "rkdd", "/ flatbuffers", "/ protobuf", "/ bare pass");
-  auto ratio = [&](const std::string &num, const std::string &den) -> std::string {
-    if (den.empty() || !v.count(num) || !v.count(den) || v[den] <= 0) return "-";
-    char text[32];
-    std::snprintf(text, sizeof text, "%.3g", v[num] / v[den]);
-    return text;
-  };
-  for (const Row &r : rows) {
+  for (const Row &r : peerRows()) {
     bool memory = r.rkdd.rfind("Memory/", 0) == 0;
-    std::string own = v.count(r.rkdd) ? amount(v[r.rkdd], memory) : "missing";
-    std::printf("%-40s %12s %14s %14s %14s\n", r.label.c_str(), own.c_str(), ratio(r.rkdd, r.flatbuffers).c_str(),
-                ratio(r.rkdd, r.protobuf).c_str(), ratio(r.rkdd, r.bare).c_str());
+    std::string own = v.count(r.rkdd) ? amount(v.at(r.rkdd), memory) : "missing";
+    std::printf("%-40s %12s %14s %14s %14s\n", r.label.c_str(), own.c_str(), ratio(v, r.rkdd, r.flatbuffers).c_str(),
+                ratio(v, r.rkdd, r.protobuf).c_str(), ratio(v, r.rkdd, r.bare).c_str());
   }
   std::printf("\nEach ratio is rkdd's time (or peak memory) over the column's; below 1 means rkdd is faster.\n");
+}
 
-  /* Start-up at the small size: each figure of each loader as it is, and
-  ** rkdd's over FlatBuffers'. */
-  struct StartRow {
-    const char *label, *mode, *counter;
-  };
-  const StartRow startRows[] = {
-      {"first load of a process", "first", ""},
-      {"first load, bound at start", "bound", ""},
-      {"warm load (after 4/2/2)", "warm", ""},
-      {"first load over warm load", "", ""},
-      {"page faults, first load", "first", "faults"},
-      {"page faults, warm load", "warm", "faults"},
-      {"resident growth, first load", "first", "rss_kb"},
-      {"  of it anonymous", "first", "anon_kb"},
-      {"resident growth, warm load", "warm", "rss_kb"},
-      {"  of it anonymous", "warm", "anon_kb"},
-      {"heap growth, first load", "first", "heap_kb"},
-      {"heap growth, warm load", "warm", "heap_kb"},
-  };
-  const char *loaders[] = {"rkdd", "flatbuffers", "protobuf", "bare"};
-  auto figure = [&](const StartRow &r, const char *loader) -> double {
-    std::string base = std::string("Start/") + r.mode + "/" + loader;
-    if (r.mode[0] == 0) {
-      std::string first = std::string("Start/first/") + loader, warm = std::string("Start/warm/") + loader;
-      return v.count(first) && v.count(warm) && v[warm] > 0 ? v[first] / v[warm] : -1;
-    }
-    std::string key = r.counter[0] ? base + "#" + r.counter : base;
-    return v.count(key) ? v[key] : -1;
-  };
-  if (v.count("Start/first/rkdd")) {
-    std::printf("\n%-40s %12s %14s %14s %14s %14s\n", "start-up, 64/32/8, a process each", "rkdd", "flatbuffers",
-                "protobuf", "bare pass", "rkdd / fb");
-    for (const StartRow &r : startRows) {
-      std::printf("%-40s", r.label);
-      for (const char *loader : loaders) {
-        double x = figure(r, loader);
-        char text[32] = "-";
-        if (x >= 0 && r.mode[0] == 0) std::snprintf(text, sizeof text, "%.2f", x);
-        else if (x >= 0 && std::string(r.counter) == "faults") std::snprintf(text, sizeof text, "%.0f", x);
-        else if (x >= 0) std::snprintf(text, sizeof text, "%s", amount(x, r.counter[0] != 0).c_str());
-        std::printf(" %*s", loader == loaders[0] ? 12 : 14, text);
-      }
-      double own = figure(r, "rkdd"), fb = figure(r, "flatbuffers");
-      char ratio[32] = "-";
-      if (own >= 0 && fb > 0) std::snprintf(ratio, sizeof ratio, "%.3g", own / fb);
-      std::printf(" %14s\n", ratio);
-    }
+/* Start-up at the small size: each figure of each loader as it is, and
+** rkdd's over FlatBuffers'. */
+struct StartRow {
+  const char *label, *mode, *counter;
+};
+const StartRow kStartRows[] = {
+    {"first load of a process", "first", ""},
+    {"first load, bound at start", "bound", ""},
+    {"warm load (after 4/2/2)", "warm", ""},
+    {"first load over warm load", "", ""},
+    {"page faults, first load", "first", "faults"},
+    {"page faults, warm load", "warm", "faults"},
+    {"resident growth, first load", "first", "rss_kb"},
+    {"  of it anonymous", "first", "anon_kb"},
+    {"resident growth, warm load", "warm", "rss_kb"},
+    {"  of it anonymous", "warm", "anon_kb"},
+    {"heap growth, first load", "first", "heap_kb"},
+    {"heap growth, warm load", "warm", "heap_kb"},
+};
+const char *const kLoaders[] = {"rkdd", "flatbuffers", "protobuf", "bare"};
+
+double startFigure(const Results &v, const StartRow &r, const char *loader) {
+  std::string base = std::string("Start/") + r.mode + "/" + loader;
+  if (r.mode[0] == 0) {
+    std::string first = std::string("Start/first/") + loader, warm = std::string("Start/warm/") + loader;
+    return v.count(first) && v.count(warm) && v.at(warm) > 0 ? v.at(first) / v.at(warm) : -1;
   }
+  std::string key = r.counter[0] ? base + "#" + r.counter : base;
+  return v.count(key) ? v.at(key) : -1;
+}
+
+void printStartup(const Results &v) {
+  if (!v.count("Start/first/rkdd")) return;
+  std::printf("\n%-40s %12s %14s %14s %14s %14s\n", "start-up, 64/32/8, a process each", "rkdd", "flatbuffers",
+              "protobuf", "bare pass", "rkdd / fb");
+  for (const StartRow &r : kStartRows) {
+    std::printf("%-40s", r.label);
+    for (const char *loader : kLoaders) {
+      double x = startFigure(v, r, loader);
+      char text[32] = "-";
+      if (x >= 0 && r.mode[0] == 0) std::snprintf(text, sizeof text, "%.2f", x);
+      else if (x >= 0 && std::string(r.counter) == "faults") std::snprintf(text, sizeof text, "%.0f", x);
+      else if (x >= 0) std::snprintf(text, sizeof text, "%s", amount(x, r.counter[0] != 0).c_str());
+      std::printf(" %*s", loader == kLoaders[0] ? 12 : 14, text);
+    }
+    double own = startFigure(v, r, "rkdd"), fb = startFigure(v, r, "flatbuffers");
+    char text[32] = "-";
+    if (own >= 0 && fb > 0) std::snprintf(text, sizeof text, "%.3g", own / fb);
+    std::printf(" %14s\n", text);
+  }
+}
+
+/* Look-ups per second of wall time on one thread and on two (the Threads
+** group), and the CPU time of one look-up on two threads over one: near 1
+** when the threads do not hold each other up, whatever else the cores run. */
+void printThreads(const Results &v) {
+  if (!v.count("Threads/ddNameToCode/threads:1#items")) return;
+  std::printf("\n%-40s %12s %14s %14s %14s\n", "look-ups per second, 10 full sites", "1 thread", "2 threads", "2 / 1",
+              "CPU each 2 / 1");
+  auto rate = [&](const std::string &key) {
+    char text[32] = "missing";
+    if (v.count(key)) std::snprintf(text, sizeof text, "%.1f M", v.at(key) / 1e6);
+    return std::string(text);
+  };
+  for (const char *f : {"ddNameToCode", "ddGetFieldOffset"}) {
+    std::string one = std::string("Threads/") + f + "/threads:1", two = std::string("Threads/") + f + "/threads:2";
+    std::printf("%-40s %12s %14s %14s %14s\n", f, rate(one + "#items").c_str(), rate(two + "#items").c_str(),
+                ratio(v, two + "#items", one + "#items").c_str(), ratio(v, two, one).c_str());
+  }
+}
+
+/* A table of measures, each beside the one named by base: the companion
+** library's beside the import of the same site, diff's beside one import. */
+void printBeside(const Results &v, const char *title, const char *column, const char *over,
+                 const std::string &base, const std::vector<std::pair<std::string, std::string>> &rows,
+                 const char *format) {
+  if (!v.count(base)) return;
+  std::printf("\n%-40s %12s %14s\n", title, column, over);
+  for (const auto &[label, key] : rows)
+    std::printf(format, label.c_str(), v.count(key) ? amount(v.at(key), false).c_str() : "missing",
+                ratio(v, key, base).c_str());
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+  Results v = readResults(inputFiles(argc, argv));
+  printPeers(v);
+  printStartup(v);
   for (const char *f : {"Small/ddNameToCode", "Small/flatbuffers_LookupStruct", "Small/protobuf_FindMessageTypeByName"})
     if (v.count(f)) std::printf("%-40s %12s\n", (std::string("name look-up, 64/32/8: ") + (f + 6)).c_str(),
-                                amount(v[f], false).c_str());
-  /* Look-ups per second of wall time on one thread and on two (the Threads
-  ** group), and the CPU time of one look-up on two threads over one: near 1
-  ** when the threads do not hold each other up, whatever else the cores run. */
-  if (v.count("Threads/ddNameToCode/threads:1#items")) {
-    std::printf("\n%-40s %12s %14s %14s %14s\n", "look-ups per second, 10 full sites", "1 thread", "2 threads", "2 / 1",
-                "CPU each 2 / 1");
-    for (const char *f : {"ddNameToCode", "ddGetFieldOffset"}) {
-      std::string one = std::string("Threads/") + f + "/threads:1", two = std::string("Threads/") + f + "/threads:2";
-      auto rate = [&](const std::string &key) {
-        char text[32] = "missing";
-        if (v.count(key)) std::snprintf(text, sizeof text, "%.1f M", v[key] / 1e6);
-        return std::string(text);
-      };
-      std::printf("%-40s %12s %14s %14s %14s\n", f, rate(one + "#items").c_str(), rate(two + "#items").c_str(),
-                  ratio(two + "#items", one + "#items").c_str(), ratio(two, one).c_str());
-    }
-  }
-  /* The companion library (the Export group), beside the import of the same site. */
-  const std::string wide = "2048/1792/255", import = "Export/import/" + wide;
-  if (v.count(import)) {
-    std::string title = "rkddkit measure, " + wide;
-    std::printf("\n%-40s %12s %14s\n", title.c_str(), "time", "/ import");
-    for (const char *what : {"import", "export", "compare"}) {
-      std::string key = std::string("Export/") + what + "/" + wide;
-      std::printf("%-40s %12s %14s\n", what, v.count(key) ? amount(v[key], false).c_str() : "missing",
-                  ratio(key, import).c_str());
-    }
-  }
-
-  /* The diff of two versions one field apart, beside one import of a version. */
-  const std::string diffImport = "Diff/import/" + wide;
-  if (v.count(diffImport)) {
-    std::printf("\n%-40s %12s %14s\n", "rkdd diff, 2048/1792/255, one field", "rkdd", "/ one import");
-    const char *diffs[][2] = {{"models and rules", "Diff/diff/"}, {"with both imports", "Diff/command/"}};
-    for (const auto &d : diffs) {
-      std::string key = d[1] + wide;
-      std::printf("  %-38s %12s %14s\n", d[0], v.count(key) ? amount(v[key], false).c_str() : "missing",
-                  ratio(key, diffImport).c_str());
-    }
-  }
+                                amount(v.at(f), false).c_str());
+  printThreads(v);
+  const std::string wide = "2048/1792/255";
+  printBeside(v, "rkddkit measure, 2048/1792/255", "time", "/ import", "Export/import/" + wide,
+              {{"import", "Export/import/" + wide}, {"export", "Export/export/" + wide},
+               {"compare", "Export/compare/" + wide}},
+              "%-40s %12s %14s\n");
+  printBeside(v, "rkdd diff, 2048/1792/255, one field", "rkdd", "/ one import", "Diff/import/" + wide,
+              {{"models and rules", "Diff/diff/" + wide}, {"with both imports", "Diff/command/" + wide}},
+              "  %-38s %12s %14s\n");
   return 0;
 }
