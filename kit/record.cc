@@ -426,6 +426,16 @@ int checkSize(const kitRecordType *t, size_t size, kitRecordError *err) {
   return KIT_RECORD_OK;
 }
 
+/* What reading and writing a value share: the arguments, the size of the
+** record, and the slot path names with its offset. */
+int locate(const kitRecordType *type, const void *record, size_t size, const char *path, bool hasValue,
+           kitRecordError *err, const Slot **s, int32_t *at) {
+  if (type == nullptr || !hasValue || (record == nullptr && type->plans[0].length > 0))
+    return fail(err, KIT_RECORD_BAD_ARGUMENT, "", "a null argument");
+  if (int r = checkSize(type, size, err)) return r;
+  return resolve(*type, path, s, at, err);
+}
+
 } // namespace
 
 extern "C" {
@@ -467,24 +477,18 @@ int kitFieldBits(const kitModel *model, const kitField *field, int *lowBit, int 
 
 int kitRecordGet(const kitRecordType *type, const void *record, size_t size, const char *path,
                  kitValue *value, kitRecordError *err) {
-  if (type == nullptr || value == nullptr || (record == nullptr && type->plans[0].length > 0))
-    return fail(err, KIT_RECORD_BAD_ARGUMENT, "", "a null argument");
-  if (int r = checkSize(type, size, err)) return r;
   const Slot *s;
   int32_t at;
-  if (int r = resolve(*type, path, &s, &at, err)) return r;
+  if (int r = locate(type, record, size, path, value != nullptr, err, &s, &at)) return r;
   *value = readValue(*type, *s, static_cast<const unsigned char *>(record), at);
   return KIT_RECORD_OK;
 }
 
 int kitRecordSet(const kitRecordType *type, void *record, size_t size, const char *path,
                  const kitValue *value, kitRecordError *err) {
-  if (type == nullptr || value == nullptr || (record == nullptr && type->plans[0].length > 0))
-    return fail(err, KIT_RECORD_BAD_ARGUMENT, "", "a null argument");
-  if (int r = checkSize(type, size, err)) return r;
   const Slot *s;
   int32_t at;
-  if (int r = resolve(*type, path, &s, &at, err)) return r;
+  if (int r = locate(type, record, size, path, value != nullptr, err, &s, &at)) return r;
   std::string why;
   if (int r = writeValue(*type, *s, static_cast<unsigned char *>(record), at, *value, &why))
     return fail(err, r, std::string("$.") + path, why);
