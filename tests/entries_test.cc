@@ -92,6 +92,13 @@ TEST(Lookup, SearchOrdersFollowEveryChange) {
   EXPECT_EQ(V({ddIlevel2Code(5), ddIlevel2Code(6)}), V({r1, 0}));
   ddSetIlevel(r1, 0);
   EXPECT_EQ(ddIlevel2Code(5), r1b);
+  /* Searches of unchanged tables build no index; one change, one build. */
+  unsigned built = ddIndexBuilds();
+  for (int i = 0; i < 3; i++) ddNameToCode("shared"), ddLabelToCode("lab"), ddIlevel2Code(5);
+  EXPECT_EQ(ddIndexBuilds(), built);
+  ddSetName(d1, "again");
+  EXPECT_EQ(V({ddNameToCode("again"), ddNameToCode("shared"), static_cast<int>(ddIndexBuilds() - built)}),
+            V({d1, r1, 1}));
   static int visits; /* a walk stops everything on zero */
   EXPECT_EQ(ddWalkSchemas([](ddSchema *, int, void *) { return ++visits < 2 ? 1 : 0; }, 1, 1, nullptr), 0);
   EXPECT_EQ(visits, 2);
@@ -110,7 +117,9 @@ TEST(Lookup, ImportsAddTheirSitesToTheSearchOrders) {
   EXPECT_EQ(ddLabelToCode(label.c_str()), ax);
   ASSERT_EQ(ddImportSchema(schemaFile("dataDef z { rktype_ival, LABEL=\"L\" };\n"
                                       "dataDef x { rktype_ival, LABEL=\"L\" };\n").c_str(), &b), 1);
+  unsigned built = ddIndexBuilds(); /* the import left the index built */
   int bz = ddNameToCode("z");
+  EXPECT_EQ(ddIndexBuilds(), built);
   EXPECT_EQ(V({ddGetSiteNo(ax), ddGetSiteNo(bz), ddNameToCode("x"), ddLabelToCode(label.c_str())}), V({a, b, ax, bz}));
 }
 

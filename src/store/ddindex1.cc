@@ -76,6 +76,7 @@ struct Index {
 std::atomic<Index *> published;
 std::mutex building;
 Index *retired; /* under building */
+unsigned builds; /* under building, or by the writer that runs alone */
 
 unsigned stamps[DD_MAX_SITES]; /* bumped by every in-place change of a site's entries */
 
@@ -134,6 +135,7 @@ void build(Index &index) {
   Index *next = retired ? retired : new Index;
   next->clear();
   build(*next);
+  builds++;
   retired = index;
   published.store(next, std::memory_order_release);
   return *next;
@@ -190,9 +192,15 @@ void ddIndexRefresh(void) {
   if (index == nullptr) index = new Index;
   if (!current(*index, false)) index->clear();
   for (int n = index->siteCount; n < ddSiteTableCount; n++) addSite(*index, n);
+  builds++;
   delete retired;
   retired = nullptr;
   published.store(index, std::memory_order_release);
+}
+
+unsigned ddIndexBuilds(void) {
+  std::lock_guard<std::mutex> hold(building);
+  return builds;
 }
 
 ddSchema *ddIndexFindName(const char *name, int recordsOnly) {

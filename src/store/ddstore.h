@@ -68,6 +68,9 @@ ddRSchema *ddRecordByName(const char *name);
 void ddIndexSiteChanged(int siteNo);
 void ddIndexCodeChanged(int code);
 void ddIndexRefresh(void);
+/* How many times the index was built or brought up to date: searches of
+** tables that did not change build nothing, which tests count on. */
+unsigned ddIndexBuilds(void);
 /* The first entry with this name, sites from 0 up and records before data
 ** in each, or the first record alone with recordsOnly; null for none. */
 ddSchema *ddIndexFindName(const char *name, int recordsOnly);
