@@ -1,7 +1,11 @@
 # Builds the consumer program with rkdd taken in by add_subdirectory, the
 # tool left out, and CLI11, nlohmann-json and GoogleTest made unfindable: a
 # library-only build must look for none of them, nor build the tests.
-file(REMOVE_RECURSE ${WORK})
+# WORK is kept between runs, so that a change to one source rebuilds only
+# what it touches there too; its cache is dropped, so every run configures
+# afresh with the options below and finds no tests or tool folder of before.
+file(REMOVE ${WORK}/CMakeCache.txt)
+file(REMOVE_RECURSE ${WORK}/rkdd/tests ${WORK}/rkdd/tools)
 function(run)
   execute_process(COMMAND ${ARGN} RESULT_VARIABLE status OUTPUT_VARIABLE out ERROR_VARIABLE err)
   if(NOT status EQUAL 0)
@@ -16,4 +20,3 @@ if(EXISTS ${WORK}/rkdd/tests OR EXISTS ${WORK}/rkdd/tools)
 endif()
 run(${CMAKE_COMMAND} --build ${WORK} --target consumer)
 run(${WORK}/consumer)
-file(REMOVE_RECURSE ${WORK})
