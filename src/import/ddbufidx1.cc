@@ -339,20 +339,21 @@ void insertIndexed(IndexMap<Index> &indexes, mlist **root, const ddBufNamed *ent
 ** items and no index stands beside it. A structure's members and a list's
 ** items arrive one after another, each behind the last, so such a set needs
 ** no index: its last node is all there is to know. A set that takes an item
-** out of that order gets an index made from what it holds. */
+** out of that order gets an index made from what it holds. A root's list,
+** once made, stays its list until the buffers are released, which ends the
+** appending too: the root alone tells the set. */
 struct Appending {
   mlist **root;
-  mlist *list; /* what the root held */
   mlistNode *last;
 } appending;
 
 void insertItem(mlist **root, const ddBufNumbered *item) {
   if (*root == nullptr) {
     mlist *list = setList(root);
-    appending = {root, list, mlistLinkAfter(list, nullptr, newNode(), ddBufWord(item))};
+    appending = {root, mlistLinkAfter(list, nullptr, newNode(), ddBufWord(item))};
     return;
   }
-  bool same = appending.root == root && appending.list == *root;
+  bool same = appending.root == root;
   if (same && numberedAt(appending.last->value)->number < item->number) {
     appending.last = mlistLinkAfter(*root, appending.last, newNode(), ddBufWord(item));
     return;
