@@ -197,6 +197,8 @@ TEST_F(Fields, NestedRecordsAreLaidOutOnDemandAndAnInLineCycleSlotTakesNoRoom) {
   ddField uSlots[2] = {makeSlot(v), makeSlot(v)};
   ASSERT_EQ(ddSetUnpackedField(u, uSlots, 2, 0), 1);
   ASSERT_EQ(setFields(holder, {makeSlot(u, DD_KIND_STRUCTURE)}), 1);
+  /* Measuring a code lays out at once what it holds, pending or not. */
+  EXPECT_EQ(V({ddSizeOfCode(nc), ddGetLength(nb), ddGetLength(na)}), V({9, 6, 0}));
   EXPECT_EQ((ddFixup(), lengths({nb, nc, na, holder})), V({6, 9, 15, 14}));
   EXPECT_EQ(offsets(na), V({0, 3, 12}));
   EXPECT_EQ(offsets(u), V({0, 7}));

@@ -10,14 +10,18 @@
 ** show only what was added. */
 TEST(Sites, ReservedRoomKeepsEntriesInPlace) {
   int n = newSite("core", "the core");
-  ddNewRecordDef(n);
-  ddReserveDefinitions(n, 100, 0);
   ddSite *s = ddSiteNo2SiteInfo(n);
+  ddReserveDefinitions(n, 1, 1);
+  ddRSchema *records = s->recordTable;
+  ddDSchema *data = s->dataTable;
+  ddNewRecordDef(n), ddNewDataDef(n);
+  EXPECT_TRUE(records && data && s->recordTable == records && s->dataTable == data);
+  ddReserveDefinitions(n, 100, 0);
   ddRSchema *table = s->recordTable;
   ddReserveDefinitions(n, 50, 0); /* fits in the room there is: nothing moves */
   EXPECT_EQ(s->recordCount, 1);
   for (int i = 0; i < 100; i++) ddNewRecordDef(n);
-  EXPECT_TRUE(s->recordTable == table && s->recordCount == 101 && s->dataTable == nullptr);
+  EXPECT_TRUE(s->recordTable == table && s->recordCount == 101 && s->dataCount == 1);
   ddNewRecordDef(n);
   EXPECT_NE(s->recordTable, table);
   EXPECT_EQ(ddGetRSchema(s->recordMap[100]), &s->recordTable[100]); /* copied whole */

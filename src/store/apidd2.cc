@@ -297,7 +297,7 @@ bool onTheWay(const ddRSchema *record) {
 ** keep) from one not reached yet, and one found on the way, which closes a
 ** cycle, without a second search of the way. So each record is laid out once
 ** per pass, whatever its length, and normal sites leave the map empty. */
-enum LayoutMark { kNotReached = 0, kOnTheWay = 1, kLaidOut = 2 };
+enum LayoutMark { kNotReached, kOnTheWay, kLaidOut }; /* kNotReached is what a missing mark reads as */
 struct LayoutPass {
   std::unordered_map<const ddRSchema *, int> marks;
 
