@@ -35,9 +35,9 @@ TEST_F(Links, EveryListSetsCopiesAndRefuses) {
 
 TEST_F(Links, RefusalsAndCachingAndStoreMadeArrays) {
   int r = record(), a = record(), d = data(4);
-  int codes[2] = {a, a + 300}; /* the second is undefined */
-  EXPECT_EACH(0, ddSetParent(r, codes, 0), ddSetParent(r, nullptr, 2), ddSetParent(r, codes, 2),
-              ddSetParent(r, codes, -1));
+  int undefined[3] = {a + 300, a, a + 300}, *codes = undefined + 1; /* undefined first, then second */
+  EXPECT_EACH(0, ddSetParent(r, codes, 0), ddSetParent(r, nullptr, 2), ddSetParent(r, undefined, 2),
+              ddSetParent(r, codes, 2), ddSetParent(r, codes, -1));
   EXPECT_EQ(ddGetRSchema(r)->links, nullptr); /* no block made */
   EXPECT_EACH(0, ddSetParent(d, codes, 1), ddSetChild(d, codes, 1), ddSetAlias(0, codes, 1));
   EXPECT_EACH(0, ddGetParentCount(d), ddGetParentNth(d, 0), ddGetSubRev(d), ddGetChildCount(-1));
