@@ -1,8 +1,10 @@
 /* Memory accounting: after importing the example schema, the blocks live
 ** per source file are exactly those the library keeps on purpose, so a block
-** lost on the way shows up as a count that changed. */
+** lost on the way shows up as a count that changed; a small file is read in
+** room its size. */
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <initializer_list>
 #include <map>
 #include <string>
@@ -81,4 +83,16 @@ TEST(Memory, ImportKeepsWhatTheDesignKeepsAndNothingElse) {
   ddIsFieldFollowAll(light, ddNameToCode("LpWeight"));
   ddFixup();
   EXPECT_EQ(liveBlocks(), after);
+}
+
+/* A file smaller than a read chunk (64 KiB) is read in room its size: the
+** reader's blocks, seen while a message of the file is heard, stay small. */
+TEST(Memory, ASmallFileIsReadInRoomItsSize) {
+  static long reading = -1;
+  ddSetMessageHandler([](const ddMessage *, void *) { reading = std::max(reading, UZA_liveBytes("ddread1")); }, nullptr);
+  int site = -1;
+  ddImportSchema(RKDD_EXAMPLES_DIR "/../tests/mistakes/option_typo.schema", &site);
+  ddSetMessageHandler(nullptr, nullptr);
+  EXPECT_GT(reading, 0);
+  EXPECT_LT(reading, 1024); /* the file holds 74 bytes */
 }
