@@ -24,8 +24,9 @@ TEST(TempSite, GrowsByCodeTheFirstRegistrationStandsAndBytesAreSigned) {
   EXPECT_EQ(V({ddGetLength(code), ddGetRSchema(code)->links->subRev}), V({40, 3}));
   ddRSchema *table = s->recordTable;
   ddLinks *links = ddGetRSchema(code)->links;
-  ddSetTempCode(1, 280, 8, 0, 0); /* an empty slot below is filled in place */
-  EXPECT_TRUE(s->recordTable == table && ddGetLength(4096 + 280) == 8);
+  ddSetTempCode(1, 280, 8, 0, 0); /* empty slots below are filled in place, the base's too */
+  ddSetTempCode(1, 256, 6, 0, 0);
+  EXPECT_TRUE(s->recordTable == table && ddGetLength(4096 + 280) == 8 && ddGetLength(4096 + 256) == 6);
   ddSchema *cached = ddGetSchema(code);
   long bytes = UZA_liveBytes("apidd1");
   ddSetTempCode(1, 301, 12, 0, 0);
