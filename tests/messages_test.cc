@@ -9,6 +9,7 @@
 #include <sstream>
 
 #include "store_fixture.h"
+#include "import/ddhint.h"
 #include "support/ddreport.h"
 
 namespace {
@@ -177,4 +178,23 @@ TEST(Messages, PlacesOfDefinitionsKeptByEveryImport) {
   for (int code : {ddNewDataDef(site), ddNewRecordDef(site), 0, -1, 4096 * 11})
     EXPECT_EQ(ddGetPlace(code, &line, &column), 0) << code;
   EXPECT_EQ(line + column, -14);
+}
+
+/* A hint names the closest known word, case set aside, within one edit of a
+** word of three or four letters and two of a longer one; a swap of two
+** neighbours is one edit wherever it stands. */
+TEST(Messages, HintsNameTheClosestWordWithinItsReach) {
+  const char *const known[] = {"LEN", "LABEL", "PARENT"};
+  const char *const cases[][2] = {
+      {"ELN", "LEN"},     {"LNE", "LEN"}, {"len", "LEN"},         {"LN", ""},  {"LXNX", ""},
+      {"ALBEL", "LABEL"}, {"LBL", ""},    {"PAERNTT", "PARENT"}, {"LEN", ""},
+  };
+  for (const auto &c : cases) {
+    std::vector<Heard> heard;
+    ddSetMessageHandler(hear, &heard);
+    ddHintWord(c[0], known, 3);
+    ddSetMessageHandler(nullptr, nullptr);
+    std::string want = *c[1] ? std::string("did you mean `") + c[1] + "`?" : "";
+    EXPECT_EQ(heard.empty() ? "" : heard[0].text, want) << c[0];
+  }
 }

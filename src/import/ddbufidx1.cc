@@ -43,9 +43,9 @@ struct KeyNodes {
 };
 
 /* A name as the name order compares it: its first eight bytes as one number,
-** so that most comparisons are one instruction, and the name for the rest.
-** The order is strcmp's: bytes compare unsigned, and a name that is the
-** start of another sorts first. */
+** so that most comparisons are one instruction, and the whole name where
+** those agree. The order is strcmp's: bytes compare unsigned, and a name
+** that is the start of another sorts first. */
 struct OrderKey {
   uint64_t head;
   std::string_view name;
@@ -55,9 +55,7 @@ struct OrderKey {
       head = head << 8 | (i < text.size() ? static_cast<unsigned char>(text[i]) : 0);
   }
   bool operator<(const OrderKey &o) const {
-    if (head != o.head) return head < o.head;
-    if (name.size() <= 8 || o.name.size() <= 8) return name.size() < o.name.size();
-    return name.substr(8) < o.name.substr(8);
+    return head != o.head ? head < o.head : name < o.name;
   }
 };
 
