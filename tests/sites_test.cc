@@ -92,8 +92,9 @@ TEST(Codes, DecodingSlotsAndTruncatingDivision) {
             V({1, 1, 0, 1, 0, 256}));
   EXPECT_STREQ(ddGetSiteId(r1), "ext");
   /* A local code in no range is given back as it is. */
-  EXPECT_EQ(V({ddGetUCode("ext", 256), ddGetUCode("ext", 1000), ddGetUCode("nosuch", 256), ddGetUCode(nullptr, 256)}),
-            V({4352, 1000, 0, 0}));
+  EXPECT_EQ(V({ddGetUCode("ext", 256), ddGetUCode("ext", 1000), ddGetUCode("nosuch", 256), ddGetUCode(nullptr, 256),
+               ddGetUCode("core", 2048)}),
+            V({4352, 1000, 0, 0, d0}));
   /* Slots by number. */
   EXPECT_EQ(V({ddSiteGetNthRcode(s0, 0), ddSiteGetNthDcode(s0, 0), ddSiteGetNthRcode(s1 + 1, 0),
                ddSiteGetNthDcode(-1, 0), ddSiteRecordCode(s0, 5), ddSiteDataCode(s0, 5)}),
