@@ -58,6 +58,9 @@ TEST_F(Fields, LayoutSumsSlotsWithoutPadding) {
                           setFields(byPointer, {makeSlot(inner, DD_KIND_POINTER), makeSlot(e)})));
   ASSERT_EQ(setFields(asDC, {makeSlot(inner, DD_KIND_DC)}), 1);
   EXPECT_EQ(lengths({arr, byValue, byPointer, asDC, inner}), V({28, 31, 5, 30, 10}));
+  /* By kind: a pointer takes 4 bytes, a kind with no size of its own none. */
+  ddField byKind[] = {makeSlot(inner, DD_KIND_POINTER), makeSlot(inner, DD_KIND_STRUCTURE), makeSlot(a, 5)};
+  EXPECT_EQ(V({ddFieldSize(&byKind[0]), ddFieldSize(&byKind[1]), ddFieldSize(&byKind[2])}), V({4, 30, 0}));
   /* Flags take one byte each, whatever their array count, and keep bitPos. */
   int f1 = typed(MTYPE_FLAG), f2 = typed(MTYPE_FLAG);
   ddGetSchema(f2)->arrayCount = 5;
@@ -221,7 +224,8 @@ TEST_F(Fields, FollowQueriesKeepToOneKindBelowTheFirstHopAndEndOnCycles) {
   ASSERT_TRUE(EXPECT_EACH(1, setFields(s2, {makeSlot(t)}), setFields(r, {makeSlot(s1, DD_KIND_STRUCTURE)})));
   ASSERT_EQ(setFields(s1, {makeSlot(x), makeSlot(s2, DD_KIND_STRUCTURE)}), 1);
   EXPECT_EQ(V({ddIsFieldFollowInLine(r, t), ddIsFieldFollowInLine(r, s2), ddIsFieldFollowAll(r, t), ddIsFieldFollowAll(r, x),
-               ddIsFieldFollowPointer(r, t), ddIsFieldFollowInLine(r, r), ddIsFieldFollowInLine(t, t)}), V({1, 1, 1, 1, 0, 0, 0}));
+               ddIsFieldFollowPointer(r, t), ddIsFieldFollowInLine(r, r), ddIsFieldFollowInLine(t, t),
+               ddIsFieldFollowAll(t, t)}), V({1, 1, 1, 1, 0, 0, 0, 0}));
   /* A pointer, then in line; in line, then a pointer; kind 0 is not entered. */
   ASSERT_EQ(setFields(p2, {makeSlot(t), makeSlot(s1, DD_KIND_STRUCTURE)}), 1);
   ASSERT_TRUE(EXPECT_EACH(1, setFields(p1, {makeSlot(p2, 1)}), setFields(q, {makeSlot(p1, 1)})));
