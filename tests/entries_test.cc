@@ -132,8 +132,9 @@ TEST(Queries, ValuesAsStoredDecodedAndNoEntryResults) {
   ddGetSchema(r)->tagType = MTYPE_BEAD;
   int bead = ddHasBead(r);
   ddGetSchema(r)->tagType = MTYPE_ROOT;
-  EXPECT_EQ(V({bead, ddHasBead(r), ddHasBead(d), ddHasBead(0), ddGetArrayCount(0), ddIsEnumOptionMenu(0)}),
-            V({1, 1, 0, 0, 0, 1}));
+  EXPECT_EQ(V({bead, ddHasBead(r), ddHasBead(d), ddHasBead(0), ddGetArrayCount(0), ddIsEnumOptionMenu(0),
+               ddGetLength(0)}),
+            V({1, 1, 0, 0, 0, 1, 0}));
   /* Record-only queries on a data code, data-only queries on a record. */
   EXPECT_EACH(1, ddSetIlevel(r, 9), ddSetMaxId(r, 1234));
   ddSetPrefix(r, "pre");
