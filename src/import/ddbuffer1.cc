@@ -100,16 +100,17 @@ constexpr int8_t kTypeLengths[] = {RKDD_TAG_TYPES(DD_TAG_LENGTH)};
 #undef DD_TAG_LENGTH
 
 /* Flag, enum, text and data types take their size from a data item's len,
-** which a record does not have: such a record measures 0. */
+** which a record does not have: such a record takes no bits, and its size
+** comes from its structure (or is 0 without one) once this is known. */
 ElementShape shapeOf(const ddBufMember *member, int type, const ddBufData *data) {
   if (type >= 0 && type <= MTYPE_DOUBLE) return {kTypeLengths[type], 0};
   switch (type) {
   case MTYPE_FLAG:
-    if (data == nullptr) return {0, 0};
+    if (data == nullptr) return {};
     if (data->len != 1) flagLengthError(member, data->len);
     return {0, 1};
   case MTYPE_ENUM:
-    if (data == nullptr) return {0, 0};
+    if (data == nullptr) return {};
     if (data->len == 0) flagLengthError(member, data->len);
     return {0, data->len == 0 ? 1 : data->len};
   case MTYPE_TEXT:
