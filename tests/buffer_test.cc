@@ -1,9 +1,10 @@
-/* The definition buffer: name spaces, order by name and number, numbering. */
+/* The definition buffer: name spaces, order by name and number, numbering, discarding. */
 #include <algorithm>
 #include <climits>
 #include <tuple>
 
 #include "import/ddbuffer.h"
+#include "rkruntime.h"
 #include "store_fixture.h"
 
 using Names = std::vector<std::string>;
@@ -98,4 +99,18 @@ TEST(Buffer, SetsStaySortedWhateverTheOrderOfArrival) {
   ddBufferAdd(&b, &b.defines, "n");
   EXPECT_EQ(names(b.defines), (Names{"a", "abcdefgh", "abcdefghij", "abcdefghz", "b", "c", "m", "n",
                                      "q", "x", "\xC3x"}));
+}
+
+/* Discarding every buffer frees each block once: blocks taken after one
+** discard are all that the next frees. */
+TEST(Buffer, DiscardingAllFreesEachBlockOnce) {
+  long before = UZA_liveBlocks("ddbuffer1");
+  for (int round = 0; round < 2; round++) {
+    static ddBuffer b;
+    ddBufferInit(&b);
+    ddBufferAdd(&b, &b.defines, "x");
+    EXPECT_GT(UZA_liveBlocks("ddbuffer1"), before);
+    ddBufferDiscardAll();
+    EXPECT_EQ(UZA_liveBlocks("ddbuffer1"), before) << round;
+  }
 }

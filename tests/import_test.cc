@@ -46,7 +46,10 @@ TEST(Import, CodesFollowFileOrderAndForwardReferencesResolve) {
 }
 
 /* Bits: a flag takes one, an enumeration its LEN (one when LEN=0, which is
-** reported), and a member not held in bits takes none and ends the byte. */
+** reported), and a member not held in bits takes none and ends the byte.
+** An ENUM item counts from the structure's start: the bytes before it (a
+** pointer's 4, a byte of flags, a structure that holds one, 4) are folded
+** into its bit. */
 TEST(Import, BitPositionsFollowTheWidthsOfTheMembersBefore) {
   struct Case {
     const char *members;
@@ -56,13 +59,19 @@ TEST(Import, BitPositionsFollowTheWidthsOfTheMembersBefore) {
       {"F; E3; G;", {0, 1, 4}},
       {"E0; E3; F;", {0, 1, 4}},
       {"F; T; G;", {0, 0, 0}},
+      {"C, PTR; N3;", {0, 32}},
+      {"F; F; F; F; F; F; F; F; N3;", {0, 1, 2, 3, 4, 5, 6, 7, 8}},
+      {"Inner; N3;", {0, 32}},
   };
   for (const Case &c : cases) {
     int site = -1;
     ASSERT_EQ(import(std::string("dataDef F { rktype_flag };\ndataDef G { rktype_flag };\n"
                                  "dataDef E0 { rktype_enum, LEN=0 };\ndataDef E3 { rktype_enum, LEN=3 };\n"
-                                 "dataDef T { rktype_text, LEN=8 };\nstruct S { ") +
-                         c.members + " };\nrecordDef R { rktype_bead, S };\n", &site), 1) << c.members;
+                                 "dataDef T { rktype_text, LEN=8 };\ndataDef N3 { rktype_enum, LEN=3, ENUM };\n"
+                                 "dataDef C { rktype_cval };\nstruct S { ") +
+                         c.members + " };\nrecordDef R { rktype_bead, S };\n"
+                                     "struct In { N3; };\nrecordDef Inner { rktype_rec, In };\n", &site), 1)
+        << c.members;
     const ddField *f = ddGetField(ddSiteGetNthRcode(site, 0));
     std::vector<int> bits;
     for (size_t i = 0; i < c.bits.size(); i++) bits.push_back(static_cast<int>(f[i].bits & DD_FIELD_BITPOS_MASK));

@@ -187,7 +187,8 @@ TEST(Messages, HintsNameTheClosestWordWithinItsReach) {
   const char *const known[] = {"LEN", "LABEL", "PARENT"};
   const char *const cases[][2] = {
       {"ELN", "LEN"},     {"LNE", "LEN"}, {"len", "LEN"},         {"LN", ""},  {"LXNX", ""},
-      {"ALBEL", "LABEL"}, {"LBL", ""},    {"PAERNTT", "PARENT"}, {"LEN", ""},
+      {"ALBEL", "LABEL"}, {"LBL", ""},    {"PAERNTT", "PARENT"}, {"LEN", ""},  {"LEEN", "LEN"},
+      {"LBEL", "LABEL"},
   };
   for (const auto &c : cases) {
     std::vector<Heard> heard;
