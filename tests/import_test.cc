@@ -3,6 +3,8 @@
 ** defined call by call, with codes in file order, forward references,
 ** packed layouts, links, descriptions and the exact diagnostics.
 */
+#include <cfloat>
+
 #include "import/ddmod.h"
 #include "store_fixture.h"
 
@@ -112,6 +114,7 @@ TEST(Import, OptionsReachTheDefinitionAndOpenPointsAreReportedNotCounted) {
   int site = -1;
   /* A missing structure or list is the file's fault: reported, not counted. */
   ASSERT_EQ(import("dataDef lo { rktype_fval, MIN=-2.5 };\n"
+                   "dataDef hi { rktype_fval, MIN=0, MAX=3.4028234663852886e38 };\n"
                    "dataDef def { rktype_ival, DEF=7, KEY=6, VER=300, ACNT=4, NODISP, XCODE=Target };\n"
                    "dataDef txt { rktype_text, LEN=8, DEF=hello };\n"
                    "dataDef flag3 { rktype_flag, LEN=3 };\n"
@@ -133,6 +136,7 @@ TEST(Import, OptionsReachTheDefinitionAndOpenPointsAreReportedNotCounted) {
   EXPECT_EQ(V({ddGetFieldCount(r), ddGetChildCount(r), ddGetFieldCount(h), ddGetLength(h)}), V({0, 0, 0, 0}));
   int lo = ddNameToCode("lo"), def = ddNameToCode("def"), txt = ddNameToCode("txt");
   EXPECT_TRUE(ddGetMinVal(lo) == -2.5f && ddGetMaxVal(lo) == 0.0f && ddGetDesc(lo) == nullptr);
+  EXPECT_EQ(ddGetMaxVal(ddNameToCode("hi")), FLT_MAX); /* the largest float stays finite */
   EXPECT_TRUE(ddGetDefVal(def) == 7.0f && ddGetDefVal(txt) == 0.0f);
   /* KEY keeps its low 2 bits; the XCODE waits for a later ddSetCode. */
   EXPECT_EQ(V({ddGetKey(def), ddGetVersion(def), ddGetArrayCount(def), ddIsDisplay(def), ddGetExtendCode(def),

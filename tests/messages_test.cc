@@ -133,6 +133,8 @@ TEST(Messages, OneCallPerTextAndTheDefaultComesBack) {
             testing::PrintToString(std::vector<std::string>{
                 "ERROR: Cannot read list", "ERROR: Type for \"A{\" unknown!  Using rktype_ival.",
                 "Unrecognized command: \"rktype_ival\"", "Aborted."}));
+  heard = importHeard(schemaFile("dataDef B { rktype_fval, KEY=1, MIN=x };\n")); /* the option at hand is named */
+  EXPECT_EQ(heard.empty() ? "" : heard[0].text, "WARNING: Value of MIN is not a number: \"x\".");
 
   int site = newSite("s");
   heard.clear();
