@@ -68,7 +68,8 @@ TEST(Sites, LongIdsAreCutAndTheTableHoldsTen) {
 TEST(Codes, DecodingSlotsAndTruncatingDivision) {
   int s0 = newSite("core", "c"), s1 = newSite("ext", "e"), fr, lr, fd, ld;
   ASSERT_EQ(ddSiteInfo(s1, &fr, &lr, &fd, &ld), 1); /* empty ranges at the site's offset */
-  EXPECT_EQ(V({fr, lr, fd, ld}), V({4096 + 256, 4096 + 255, 4096 + 2048, 4096 + 2047}));
+  EXPECT_EQ(V({fr, lr, fd, ld, ddSiteNo2SiteInfo(s1)->siteWord}),
+            V({4096 + 256, 4096 + 255, 4096 + 2048, 4096 + 2047, 64}));
   EXPECT_EQ(V({ddSiteInfo(2, &fr, &lr, &fd, &ld), ddSiteInfo(-1, &fr, &lr, &fd, &ld), fr}), V({0, 0, 4352}));
   int r0 = ddNewRecordDef(s0), d0 = ddNewDataDef(s0), r1 = ddNewRecordDef(s1);
   ASSERT_EQ(r1, 4352);
