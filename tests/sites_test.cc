@@ -11,17 +11,23 @@
 TEST(Sites, ReservedRoomKeepsEntriesInPlace) {
   int n = newSite("core", "the core");
   ddSite *s = ddSiteNo2SiteInfo(n);
-  ddReserveDefinitions(n, 1, 1);
+  ddReserveDefinitions(n, 0, 0); /* nothing asked, nothing made */
+  EXPECT_TRUE(s->recordTable == nullptr && s->dataTable == nullptr);
+  ddReserveDefinitions(n, 1, 2);
   ddRSchema *records = s->recordTable;
   ddDSchema *data = s->dataTable;
-  ddNewRecordDef(n), ddNewDataDef(n);
+  ddNewRecordDef(n), ddNewDataDef(n), ddNewDataDef(n);
   EXPECT_TRUE(records && data && s->recordTable == records && s->dataTable == data);
+  ddReserveDefinitions(n, 0, 1);
+  data = s->dataTable;
+  ddNewDataDef(n);
+  EXPECT_EQ(s->dataTable, data);
   ddReserveDefinitions(n, 100, 0);
   ddRSchema *table = s->recordTable;
   ddReserveDefinitions(n, 50, 0); /* fits in the room there is: nothing moves */
   EXPECT_EQ(s->recordCount, 1);
   for (int i = 0; i < 100; i++) ddNewRecordDef(n);
-  EXPECT_TRUE(s->recordTable == table && s->recordCount == 101 && s->dataCount == 1);
+  EXPECT_TRUE(s->recordTable == table && s->recordCount == 101 && s->dataCount == 3);
   ddNewRecordDef(n);
   EXPECT_NE(s->recordTable, table);
   EXPECT_EQ(ddGetRSchema(s->recordMap[100]), &s->recordTable[100]); /* copied whole */

@@ -74,7 +74,7 @@ template ddBufRecord *ddBufferNumber(ddBufSet<ddBufRecord> *, ddBufRecord *, int
 
 namespace {
 
-enum { kNotVisited = 0, kSized = 1, kInProgress = 2, kCompileTime = 3 };
+enum { kNotVisited, kSized, kInProgress, kCompileTime }; /* a zeroed structure is not visited */
 
 ddBuffer *autosizeBuffer; /* the buffer being sized, for the length of one walk */
 

@@ -619,7 +619,7 @@ int ddSetXcodeName(int code, const char *name) {
 */
 
 int ddCompareCodes(intptr_t a, intptr_t b) {
-  return a == b ? 0 : 1;
+  return a != b;
 }
 
 void ddAddXcode(ddSchema *entry, const char *name) {
