@@ -89,7 +89,8 @@ TEST(Memory, ImportKeepsWhatTheDesignKeepsAndNothingElse) {
 ** reader's blocks, seen while a message of the file is heard, stay small. */
 TEST(Memory, ASmallFileIsReadInRoomItsSize) {
   static long reading = -1;
-  ddSetMessageHandler([](const ddMessage *, void *) { reading = std::max(reading, UZA_liveBytes("ddread1")); }, nullptr);
+  auto sample = [](const ddMessage *, void *) { reading = std::max(reading, UZA_liveBytes("ddread1")); };
+  ddSetMessageHandler(sample, nullptr);
   int site = -1;
   ddImportSchema(RKDD_EXAMPLES_DIR "/../tests/mistakes/option_typo.schema", &site);
   ddSetMessageHandler(nullptr, nullptr);
