@@ -6,12 +6,7 @@
 # afresh with the options below and finds no tests or tool folder of before.
 file(REMOVE ${WORK}/CMakeCache.txt)
 file(REMOVE_RECURSE ${WORK}/rkdd/tests ${WORK}/rkdd/tools)
-function(run)
-  execute_process(COMMAND ${ARGN} RESULT_VARIABLE status OUTPUT_VARIABLE out ERROR_VARIABLE err)
-  if(NOT status EQUAL 0)
-    message(FATAL_ERROR "${ARGN} gave ${status}:\n${out}\n${err}")
-  endif()
-endfunction()
+include(${CMAKE_CURRENT_LIST_DIR}/run_step.cmake)
 run(${CMAKE_COMMAND} -S ${CONSUMER} -B ${WORK} -G ${GENERATOR} -DRKDD_SOURCE=${SOURCE}
     -DCMAKE_DISABLE_FIND_PACKAGE_CLI11=ON -DCMAKE_DISABLE_FIND_PACKAGE_nlohmann_json=ON
     -DCMAKE_DISABLE_FIND_PACKAGE_GTest=ON)

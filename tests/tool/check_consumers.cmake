@@ -2,12 +2,7 @@
 # moves the tree elsewhere, then builds the consumer in SOURCE against it
 # twice: through find_package(rkdd CONFIG) and through pkg-config.
 file(REMOVE_RECURSE ${STAGE} ${WORK})
-function(run)
-  execute_process(COMMAND ${ARGN} RESULT_VARIABLE status OUTPUT_VARIABLE out ERROR_VARIABLE err)
-  if(NOT status EQUAL 0)
-    message(FATAL_ERROR "${ARGN} gave ${status}:\n${out}\n${err}")
-  endif()
-endfunction()
+include(${CMAKE_CURRENT_LIST_DIR}/../run_step.cmake)
 run(${CMAKE_COMMAND} --install ${BUILD} --prefix ${STAGE}/installed)
 file(RENAME ${STAGE}/installed ${STAGE}/moved)
 set(prefix ${STAGE}/moved)
